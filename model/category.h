@@ -1,0 +1,31 @@
+#ifndef VAULTIX_MODEL_CATEGORY_H
+#define VAULTIX_MODEL_CATEGORY_H
+
+#include "model/dlist.h"
+
+#include <QString>
+
+// A kind of record: name, icon, six field labels and the protection flag.
+class CCategory : public CDListNode
+{
+public:
+    static constexpr int StoredSize = 264;
+    static constexpr int TextSlot = 32;     // 31 Latin-1 characters and a NUL
+    static constexpr int KeyOffset = 101;   // stored under id + 101
+
+    int id = -1;
+    QString icon;
+    bool isProtected = false;
+    QString name;
+    QString labels[6];
+
+    // Stores the category in the application's record file.
+    void WriteRecord();
+
+    // The 264-byte stored form, and back. Decoding reads at most `size`
+    // bytes; missing bytes count as zero and unterminated texts are cut.
+    void Encode(char out[StoredSize]) const;
+    void Decode(const char* data, int size);
+};
+
+#endif

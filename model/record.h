@@ -1,0 +1,47 @@
+#ifndef VAULTIX_MODEL_RECORD_H
+#define VAULTIX_MODEL_RECORD_H
+
+#include "model/dlist.h"
+
+#include <QByteArray>
+#include <QString>
+
+class CCategories;
+
+// One stored secret: field 1 in plain, fields 2 to 6 and the note held in one
+// buffer that is enciphered as a whole while `encrypted` is true.
+class CRecord : public CDListNode
+{
+public:
+    static constexpr int HeadSize = 36;
+    static constexpr int TextCount = 7;   // field 1, fields 2 to 6, the note
+    static constexpr int FirstKey = 1000; // keys are probed upward from here
+
+    CRecord();
+    ~CRecord() override;
+    CRecord(const CRecord&) = delete;
+    CRecord& operator=(const CRecord&) = delete;
+
+    int category = -1;
+    int fieldLength[6] = {0, 0, 0, 0, 0, 0};
+    int fieldDataLength = 0;
+    char* fieldData = nullptr;      // fieldDataLength + 1 bytes
+    char* firstField = nullptr;     // firstFieldLength + 1 bytes, NUL-terminated
+    int firstFieldLength = 0;
+    int key = -1;
+    bool encrypted = false;
+
+    // Text 0 is field 1, 1 to 5 fields 2 to 6, 6 the note.
+    void GetDataText(int number, QString& text) const;
+    void SetDataText(const QString& t0, const QString& t1, const QString& t2, const QString& t3,
+                     const QString& t4, const QString& t5, const QString& t6);
+    void WriteRecord(bool update);
+    bool EncryptRecord(CCategories* categories);
+    bool DecryptRecord(CCategories* categories);
+
+    // The stored form, and back from `size` bytes of a possibly damaged record.
+    QByteArray Encode() const;
+    void Decode(const char* data, int size);
+};
+
+#endif

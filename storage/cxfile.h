@@ -1,0 +1,76 @@
+#ifndef VAULTIX_STORAGE_CXFILE_H
+#define VAULTIX_STORAGE_CXFILE_H
+
+#include <cstdint>
+
+// The on-disk header, 36 bytes, all integers little-endian.
+struct CxFileHeader
+{
+    char signature[16];
+    int32_t versionMajor;
+    int32_t versionMinor;
+    int32_t blockSize;
+    int32_t firstIndexBlock;
+    int32_t freeListHead;
+};
+
+// A keyed record file: fixed-size blocks holding variable-length records
+// under unique 32-bit keys, kept in key order by a chain of index blocks.
+// Every change is written through and synced at once.
+class CxFile
+{
+public:
+    explicit CxFile(const char* signature);
+    virtual ~CxFile();
+
+    // 0 on success; -1 missing file, -2 cannot open, -3 too short or foreign.
+    virtual int Open(const char* path);
+    // 0 on success, -2 when the file cannot be opened.
+    virtual int Create(const char* path, unsigned blockSize, unsigned versionMajor, unsigned versionMinor);
+    virtual int GetFileVersion(int& major, int& minor);
+    virtual void Close();
+
+    virtual bool FindRecord(int32_t key);
+    virtual bool FindFirstRecord();
+    virtual bool FindNextRecord();
+    virtual bool FindLastRecord();
+    virtual bool AddRecord(int32_t key, const char* data, int32_t size);
+    virtual bool ReadRecordKey(int32_t& key);
+    virtual bool ReadRecordSize(int32_t& size);
+    // The buffer must hold at least ReadRecordSize() bytes; never more is written.
+    virtual bool ReadRecord(char* buffer, int32_t& size);
+    virtual bool UpdateRecord(const char* data, int32_t size);
+    virtual bool DeleteRecord();
+    virtual void FlushToDisk();
+    virtual void WriteHeader();
+    virtual int32_t GetFreeBlock();
+    virtual void FreeBlock(int32_t offset);
+    virtual void SplitIndexBlock(int32_t key);
+
+    bool isOpen() const { return m_fd >= 1; }
+    const CxFileHeader& header() const { return m_header; }
+
+    static constexpr int HeaderSize = 36;
+    static constexpr int IndexHeadSize = 24;
+    static constexpr int IndexEntrySize = 12;
+    static constexpr int DataHeadSize = 12;
+
+private:
+    // Implementation helpers live in cxfile.cpp.
+    struct Impl;
+    friend struct Impl;
+
+    char m_signature[16];
+    int m_fd;
+    CxFileHeader m_header;
+    unsigned char* m_dataBlock;
+    unsigned char* m_indexBlock;
+    int m_currentEntry;
+
+    // Guards against damaged files: the file's length (blocks are only ever
+    // appended) and how many index blocks the current walk has visited.
+    int64_t m_fileSize;
+    int64_t m_walkSteps;
+};
+
+#endif
