@@ -1,1 +1,353 @@
-// placeholder
+#include "storage/cxfilecheck.h"
+
+#include <QtEndian>
+#include <QVector>
+
+#include <climits>
+#include <cstring>
+
+namespace {
+
+constexpr int HeaderSize = 36;
+constexpr int IndexHeadSize = 24;
+constexpr int IndexEntrySize = 12;
+constexpr int DataHeadSize = 12;
+
+struct Entry
+{
+    qint32 key;
+    qint32 firstBlock;
+    qint32 length;
+};
+
+// Signature bytes for a message: anything unprintable becomes '?'.
+QString printable(const char* text, int length)
+{
+    QString out;
+    for (int i = 0; i < length; ++i) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        out += (c >= 0x20 && c < 0x7f) ? QChar(c) : QChar('?');
+    }
+    return out;
+}
+
+} // namespace
+
+CxFileCheck::CxFileCheck(const QByteArray& bytes, const char* signature)
+    : m_bytes(bytes)
+    , m_signature(signature ? QByteArray(signature).left(15) : QByteArray())
+{
+}
+
+bool CxFileCheck::run()
+{
+    m_problems.clear();
+    m_problemCount = 0;
+    m_owners.clear();
+    m_size = m_bytes.size();
+    m_blockSize = 0;
+    m_base = HeaderSize;
+    m_recordCount = 0;
+    m_blockCount = 0;
+    m_unusedBlocks = 0;
+
+    if (checkHeader()) {
+        computeGrid();
+        walkIndexChain();
+        walkFreeList();
+        m_unusedBlocks = qMax(0, m_blockCount - static_cast<int>(m_owners.size()));
+    }
+
+    if (m_problemCount > MaxMessages)
+        m_problems << QString("... and %1 more problems").arg(m_problemCount - MaxMessages);
+    return m_problemCount == 0;
+}
+
+void CxFileCheck::problem(const QString& text)
+{
+    if (m_problemCount < MaxMessages)
+        m_problems << text;
+    ++m_problemCount;
+}
+
+qint32 CxFileCheck::word(qint64 offset) const
+{
+    // Callers only pass offsets inside a validated block or the header.
+    if (offset < 0 || offset + 4 > m_size)
+        return -1;
+    return qFromLittleEndian<qint32>(m_bytes.constData() + offset);
+}
+
+bool CxFileCheck::checkHeader()
+{
+    if (m_size < HeaderSize) {
+        problem(QString("the file is %1 bytes long, shorter than its %2-byte header")
+                    .arg(m_size).arg(HeaderSize));
+        return false;
+    }
+    const char* sig = m_bytes.constData();
+    const void* nul = std::memchr(sig, 0, 16);
+    if (!nul) {
+        problem(QString("the signature \"%1\" is not NUL-terminated").arg(printable(sig, 16)));
+        return false;
+    }
+    const int sigLength = static_cast<int>(static_cast<const char*>(nul) - sig);
+    if (QByteArray(sig, sigLength) != m_signature) {
+        problem(QString("the signature is \"%1\", not \"%2\"")
+                    .arg(printable(sig, sigLength), printable(m_signature.constData(), m_signature.size())));
+        return false;
+    }
+    m_blockSize = word(24);
+    const bool powerOfTwo = m_blockSize > 0 && (m_blockSize & (m_blockSize - 1)) == 0;
+    if (!powerOfTwo || m_blockSize < 64 || m_blockSize > 512) {
+        problem(QString("the block size %1 is not a power of two from 64 to 512").arg(m_blockSize));
+        return false;
+    }
+    return true;
+}
+
+void CxFileCheck::computeGrid()
+{
+    const qint64 bs = m_blockSize;
+    // Create does not truncate: a file made over an older, longer one keeps
+    // the old bytes and appends its blocks behind them, so its blocks sit at
+    // the old length plus whole blocks. The file's length then still lies on
+    // that grid, as does every block the header points to.
+    qint32 anchor = word(28);
+    if (anchor < 1)
+        anchor = word(32);
+    m_base = HeaderSize;
+    if ((m_size - HeaderSize) % bs != 0 && anchor >= HeaderSize && (anchor - m_size) % bs == 0)
+        m_base = m_size % bs;
+
+    qint64 firstBlock = m_base;
+    if (firstBlock < HeaderSize)
+        firstBlock += ((HeaderSize - firstBlock + bs - 1) / bs) * bs;
+    if (m_size > firstBlock) {
+        m_blockCount = static_cast<int>(qMin<qint64>((m_size - firstBlock) / bs, INT_MAX));
+        const qint64 tail = (m_size - firstBlock) % bs;
+        if (tail != 0)
+            problem(QString("the file is %1 bytes long and ends in a cut-off block: its last %2 bytes "
+                            "are not a whole %3-byte block")
+                        .arg(m_size).arg(tail).arg(bs));
+    }
+}
+
+bool CxFileCheck::blockAt(qint64 offset, const QString& what)
+{
+    if (offset < HeaderSize) {
+        problem(QString("%1 points to offset %2, inside the file header").arg(what).arg(offset));
+        return false;
+    }
+    if (offset + m_blockSize > m_size) {
+        problem(QString("%1 points to offset %2, outside the file (%3 bytes)").arg(what).arg(offset).arg(m_size));
+        return false;
+    }
+    if ((offset - m_base) % m_blockSize != 0) {
+        problem(QString("%1 points to offset %2, which is not on a block boundary").arg(what).arg(offset));
+        return false;
+    }
+    return true;
+}
+
+QString CxFileCheck::describe(const Owner& owner)
+{
+    switch (owner.use) {
+    case Use::Index:
+        return QString("an index block");
+    case Use::Data:
+        return QString("a data block of record %1").arg(owner.key);
+    case Use::Free:
+        break;
+    }
+    return QString("a free block");
+}
+
+// Marks the block as used; false (with a message) when something already
+// uses it. Reaching a block of the same chain again is reported by callers
+// as a loop before they get here.
+bool CxFileCheck::claim(qint64 offset, Use use, qint32 key, const QString& what)
+{
+    const Owner mine{use, key};
+    auto it = m_owners.constFind(offset);
+    if (it != m_owners.constEnd()) {
+        problem(QString("block at %1 is used twice: as %2 and as %3 (%4)")
+                    .arg(offset).arg(describe(it.value()), describe(mine), what));
+        return false;
+    }
+    m_owners.insert(offset, mine);
+    return true;
+}
+
+void CxFileCheck::walkIndexChain()
+{
+    const qint32 first = word(28);
+    if (first < 1)
+        return; // no record
+
+    const int capacity = (m_blockSize - IndexHeadSize) / IndexEntrySize;
+    QVector<Entry> entries;
+    qint64 offset = first;
+    qint64 previous = -1;
+    bool haveKey = false;
+    qint32 lastKey = 0;
+    QString from = QString("the header's first index block");
+
+    // Each step claims a block it has not seen, so the walk ends.
+    for (;;) {
+        if (!blockAt(offset, from))
+            break;
+        auto seen = m_owners.constFind(offset);
+        if (seen != m_owners.constEnd() && seen.value().use == Use::Index) {
+            problem(QString("%1 loops back to index block at %2").arg(from).arg(offset));
+            break;
+        }
+        if (!claim(offset, Use::Index, 0, from))
+            break;
+
+        const QString here = QString("index block at %1").arg(offset);
+        const qint32 lowest = word(offset);
+        const qint32 highest = word(offset + 4);
+        const qint32 own = word(offset + 8);
+        const qint32 next = word(offset + 12);
+        const qint32 prev = word(offset + 16);
+        const qint32 count = word(offset + 20);
+
+        if (own != offset)
+            problem(QString("%1: its own-offset field says %2").arg(here).arg(own));
+        if (prev != previous) {
+            if (previous < 0)
+                problem(QString("%1: it is the first index block but its previous link is %2, not -1")
+                            .arg(here).arg(prev));
+            else
+                problem(QString("%1: its previous link is %2, but the block before it is at %3")
+                            .arg(here).arg(prev).arg(previous));
+        }
+
+        int n = count;
+        if (count < 0) {
+            problem(QString("%1: its count %2 is negative").arg(here).arg(count));
+            n = 0;
+        } else if (count > capacity) {
+            problem(QString("%1: its count %2 is above the capacity of %3 entries")
+                        .arg(here).arg(count).arg(capacity));
+            n = capacity;
+        }
+
+        for (int i = 0; i < n; ++i) {
+            const qint64 at = offset + IndexHeadSize + qint64(i) * IndexEntrySize;
+            const Entry e{word(at), word(at + 4), word(at + 8)};
+            if (haveKey && e.key <= lastKey)
+                problem(QString("%1: key %2 is not above the previous key %3").arg(here).arg(e.key).arg(lastKey));
+            if (i == 0 && e.key < lowest)
+                problem(QString("%1: key %2 is below the block's lowest key %3").arg(here).arg(e.key).arg(lowest));
+            if (i == n - 1 && e.key > highest)
+                problem(QString("%1: key %2 is above the block's highest key %3").arg(here).arg(e.key).arg(highest));
+            haveKey = true;
+            lastKey = e.key;
+            entries.append(e);
+        }
+
+        if (next == 0) {
+            // Readers follow any non-negative next link, so 0 would make
+            // them read the header as an index block.
+            problem(QString("%1: its next link is 0, which points at the file header").arg(here));
+            break;
+        }
+        if (next < 0)
+            break;
+        previous = offset;
+        offset = next;
+        from = here + QString("'s next link");
+    }
+
+    m_recordCount = entries.size();
+    for (const Entry& e : entries)
+        walkDataChain(e.key, e.firstBlock, e.length);
+}
+
+void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
+{
+    const QString record = QString("record %1").arg(key);
+    if (length < 0)
+        problem(QString("%1: its length %2 is negative").arg(record).arg(length));
+    if (first < 1) {
+        problem(QString("%1: it has no data block (first data block offset %2)").arg(record).arg(first));
+        return;
+    }
+    const QString firstWhat = record + QString("'s first data block");
+    if (!blockAt(first, firstWhat))
+        return;
+    if (length == 0) {
+        // An empty record owns one block whose content was never written.
+        claim(first, Use::Data, key, firstWhat);
+        return;
+    }
+
+    const qint32 payload = m_blockSize - DataHeadSize;
+    qint64 offset = first;
+    qint64 previous = -1;
+    qint64 total = 0;
+    bool broken = false;
+    QString from = firstWhat;
+    for (;;) {
+        if (!blockAt(offset, from)) {
+            broken = true;
+            break;
+        }
+        auto seen = m_owners.constFind(offset);
+        if (seen != m_owners.constEnd() && seen.value().use == Use::Data && seen.value().key == key) {
+            problem(QString("%1: its data chain loops back to block at %2").arg(record).arg(offset));
+            broken = true;
+            break;
+        }
+        if (!claim(offset, Use::Data, key, from)) {
+            broken = true;
+            break;
+        }
+
+        const QString here = QString("%1: data block at %2").arg(record).arg(offset);
+        const qint32 prev = word(offset);
+        const qint32 next = word(offset + 4);
+        const qint32 used = word(offset + 8);
+        if (prev != previous)
+            problem(QString("%1: its previous link is %2, not %3").arg(here).arg(prev).arg(previous));
+        if (used < 0 || used > payload) {
+            problem(QString("%1: its used count %2 is outside 0 to %3").arg(here).arg(used).arg(payload));
+            broken = true;
+            break;
+        }
+        total += used;
+        if (next < 1)
+            break;
+        if (used != payload)
+            problem(QString("%1: it holds %2 of %3 bytes but is not the record's last block")
+                        .arg(here).arg(used).arg(payload));
+        previous = offset;
+        offset = next;
+        from = here + QString("'s next link");
+    }
+
+    if (!broken && length >= 0 && total != length)
+        problem(QString("%1: its data chain holds %2 bytes, %3 than its length %4")
+                    .arg(record).arg(total).arg(total < length ? "fewer" : "more").arg(length));
+}
+
+void CxFileCheck::walkFreeList()
+{
+    qint64 offset = word(32);
+    QString from = QString("the header's free list head");
+    while (offset >= 1) {
+        if (!blockAt(offset, from))
+            break;
+        auto seen = m_owners.constFind(offset);
+        if (seen != m_owners.constEnd() && seen.value().use == Use::Free) {
+            problem(QString("the free list loops back to block at %1").arg(offset));
+            break;
+        }
+        if (!claim(offset, Use::Free, 0, from))
+            break;
+        from = QString("free block at %1's next link").arg(offset);
+        offset = word(offset);
+    }
+}

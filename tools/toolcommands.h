@@ -1,0 +1,28 @@
+#ifndef VAULTIX_TOOLS_TOOLCOMMANDS_H
+#define VAULTIX_TOOLS_TOOLCOMMANDS_H
+
+#include <QString>
+
+// Exit codes of vaultix-tool.
+enum ToolExit {
+    ExitOk = 0,
+    ExitFailed = 1, // damaged file, wrong password, passwords that differ
+    ExitUsage = 2,  // usage error, unknown name or key, unreadable file
+};
+
+// The command-line tool's commands; each prints its results and returns the
+// program's exit code.
+void PrintUsage();
+void PrintError(const QString& text);
+// The application's own data file (creates its folder when missing).
+QString DefaultDataFile();
+
+int CheckFile(const QString& path);
+int ListKeys(const QString& path);
+// An empty (null) category lists every record.
+int ListRecords(const QString& path, const QString& category, bool passwordStdin);
+int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin);
+int ListCategories(const QString& path);
+int ChangePassword(const QString& path);
+
+#endif
