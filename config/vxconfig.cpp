@@ -1,1 +1,193 @@
-// placeholder
+#include "config/vxconfig.h"
+
+#include "config/appglobals.h"
+#include "model/defaultdb.h"
+#include "platform/global.h"
+#include "storage/cxfile.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+
+#include <cstring>
+
+namespace {
+
+void putLE32(char* p, int32_t v)
+{
+    const uint32_t u = static_cast<uint32_t>(v);
+    p[0] = static_cast<char>(u & 0xFF);
+    p[1] = static_cast<char>((u >> 8) & 0xFF);
+    p[2] = static_cast<char>((u >> 16) & 0xFF);
+    p[3] = static_cast<char>((u >> 24) & 0xFF);
+}
+
+int32_t getLE32(const char* p)
+{
+    const auto* b = reinterpret_cast<const unsigned char*>(p);
+    return static_cast<int32_t>(uint32_t(b[0]) | (uint32_t(b[1]) << 8) | (uint32_t(b[2]) << 16)
+                                | (uint32_t(b[3]) << 24));
+}
+
+// A damaged record may hold any word; QColor wants 0..255.
+int colourPart(const char* p)
+{
+    return qBound(0, getLE32(p), 255);
+}
+
+constexpr int OffFirstWord = 0;
+constexpr int OffOdd = 4;
+constexpr int OffEven = 16;
+constexpr int OffAutolock = 28;
+constexpr int OffVerifier = 44;
+constexpr int OffPwdLength = 52;
+constexpr int OffCleartext = 64;
+constexpr int OffWarning = 68;
+
+constexpr int32_t SettingsKey = 0;
+constexpr unsigned BlockSize = 128;
+
+const char* const IconFolder = "/pics/korel/icons.18x14/";
+
+} // namespace
+
+CvxConfig::CvxConfig()
+    : CvxConfig(Global::applicationFileName(QStringLiteral("Vaultix"), QStringLiteral("Vaultix.Dat")))
+{
+}
+
+CvxConfig::CvxConfig(const QString& file)
+    : dataFile(file)
+{
+    InitialState();
+    BuildIconNames();
+    load();
+}
+
+CvxConfig::CvxConfig(NoFile)
+{
+    InitialState();
+    BuildIconNames();
+}
+
+void CvxConfig::InitialState()
+{
+    firstWord = 0;
+    colourOdd = QColor();
+    colourEven = QColor();
+    autolockMinutes = 0;
+    std::memset(verifier, 0, sizeof verifier);
+    passwordLength = 0;
+    showNoPwdWarning = false;
+    cleartextPwd = false;
+    locked = true;
+}
+
+void CvxConfig::SetDefaults()
+{
+    firstWord = 1;
+    colourOdd = QColor(255, 255, 255);
+    colourEven = QColor(224, 249, 235);
+    autolockMinutes = 5;
+    std::memset(verifier, 0, sizeof verifier);
+    passwordLength = 0;
+    showNoPwdWarning = true;
+    cleartextPwd = false;
+}
+
+void CvxConfig::BuildIconNames()
+{
+    iconNames.clear();
+    const QDir dir(Global::qpeDir() + QLatin1String(IconFolder));
+    const QStringList files = dir.entryList({QStringLiteral("*.png")},
+                                            QDir::Files | QDir::Hidden,
+                                            QDir::Name | QDir::IgnoreCase);
+    for (const QString& f : files) {
+        const int dot = f.indexOf(QLatin1Char('.'));
+        iconNames << (dot > 0 ? f.left(dot) : f);
+    }
+}
+
+void CvxConfig::load()
+{
+    if (!_AppFile)
+        return;
+    const QByteArray path = QFile::encodeName(dataFile);
+    if (_AppFile->Open(path.constData()) != 0)
+        _AppFile->Create(path.constData(), BlockSize, 1, 0);
+
+    if (!_AppFile->FindRecord(SettingsKey)) {
+        SetDefaults();
+        save();
+        CreateDefaultDatabase();
+        return;
+    }
+    int32_t size = 0;
+    if (!_AppFile->ReadRecordSize(size) || size < 0)
+        size = 0;
+    QByteArray buffer(qMax<int32_t>(size, StoredSize), '\0');
+    int32_t got = 0;
+    if (size > 0 && !_AppFile->ReadRecord(buffer.data(), got))
+        got = 0;
+    Decode(buffer.constData(), qMin(got, size));
+}
+
+void CvxConfig::save()
+{
+    if (!_AppFile)
+        return;
+    char bytes[StoredSize];
+    Encode(bytes);
+    if (!_AppFile->AddRecord(SettingsKey, bytes, StoredSize))
+        _AppFile->UpdateRecord(bytes, StoredSize);
+}
+
+bool CvxConfig::hasPassword() const
+{
+    unsigned sum = 0;
+    for (unsigned char b : verifier)
+        sum += b;
+    return (sum & 0xFF) != 0;
+}
+
+bool CvxConfig::anyVerifierByte() const
+{
+    for (unsigned char b : verifier) {
+        if (b != 0)
+            return true;
+    }
+    return false;
+}
+
+void CvxConfig::Encode(char out[StoredSize]) const
+{
+    std::memset(out, 0, StoredSize);
+    putLE32(out + OffFirstWord, firstWord);
+    putLE32(out + OffOdd, colourOdd.red());
+    putLE32(out + OffOdd + 4, colourOdd.green());
+    putLE32(out + OffOdd + 8, colourOdd.blue());
+    putLE32(out + OffEven, colourEven.red());
+    putLE32(out + OffEven + 4, colourEven.green());
+    putLE32(out + OffEven + 8, colourEven.blue());
+    putLE32(out + OffAutolock, autolockMinutes);
+    std::memcpy(out + OffVerifier, verifier, sizeof verifier);
+    putLE32(out + OffPwdLength, passwordLength);
+    putLE32(out + OffCleartext, cleartextPwd ? 1 : 0);
+    putLE32(out + OffWarning, showNoPwdWarning ? 1 : 0);
+}
+
+void CvxConfig::Decode(const char* data, int size)
+{
+    char buf[StoredSize];
+    std::memset(buf, 0, StoredSize);
+    if (data && size > 0)
+        std::memcpy(buf, data, size_t(qMin(size, int(StoredSize))));
+    firstWord = getLE32(buf + OffFirstWord);
+    colourOdd = QColor(colourPart(buf + OffOdd), colourPart(buf + OffOdd + 4), colourPart(buf + OffOdd + 8));
+    colourEven = QColor(colourPart(buf + OffEven), colourPart(buf + OffEven + 4), colourPart(buf + OffEven + 8));
+    autolockMinutes = getLE32(buf + OffAutolock);
+    std::memcpy(verifier, buf + OffVerifier, sizeof verifier);
+    passwordLength = getLE32(buf + OffPwdLength);
+    cleartextPwd = getLE32(buf + OffCleartext) != 0;
+    showNoPwdWarning = getLE32(buf + OffWarning) != 0;
+}

@@ -42,7 +42,15 @@ public:
     void Encode(char out[StoredSize]) const;
     void Decode(const char* data, int size);
 
+protected:
+    // Initial state and icon list only; opens no file. For code that needs
+    // a settings object without a data file behind it.
+    struct NoFile {};
+    explicit CvxConfig(NoFile);
+
 private:
+    void InitialState();
+    void SetDefaults();
     void BuildIconNames();
 };
 

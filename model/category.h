@@ -12,6 +12,7 @@ public:
     static constexpr int StoredSize = 264;
     static constexpr int TextSlot = 32;     // 31 Latin-1 characters and a NUL
     static constexpr int KeyOffset = 101;   // stored under id + 101
+    static constexpr int MaxId = 898;       // the last id below the record marker
 
     int id = -1;
     QString icon;
@@ -19,8 +20,9 @@ public:
     QString name;
     QString labels[6];
 
-    // Stores the category in the application's record file.
-    void WriteRecord();
+    // Stores the category in the application's record file. False (and
+    // nothing written) when there is no file or the id is outside 0..MaxId.
+    bool WriteRecord();
 
     // The 264-byte stored form, and back. Decoding reads at most `size`
     // bytes; missing bytes count as zero and unterminated texts are cut.

@@ -25,7 +25,7 @@ public:
     int category = -1;
     int fieldLength[6] = {0, 0, 0, 0, 0, 0};
     int fieldDataLength = 0;
-    char* fieldData = nullptr;      // fieldDataLength + 1 bytes
+    char* fieldData = nullptr;      // fieldDataLength rounded up to 8, + 1 bytes
     char* firstField = nullptr;     // firstFieldLength + 1 bytes, NUL-terminated
     int firstFieldLength = 0;
     int key = -1;

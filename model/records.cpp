@@ -1,1 +1,113 @@
-// placeholder
+#include "model/records.h"
+
+#include "config/appglobals.h"
+#include "config/vxconfig.h"
+#include "model/categories.h"
+#include "security/fieldcrypt.h"
+#include "security/password.h"
+#include "storage/cxfile.h"
+
+#include <QByteArray>
+
+#include <cstring>
+
+namespace {
+constexpr int32_t RecordMarker = 1000;
+} // namespace
+
+int CRecords::CompareFunc(CDListNode*, CDListNode*)
+{
+    return 0;
+}
+
+void CRecords::LoadAll(CCategories* categories)
+{
+    if (!_AppFile || !_AppFile->FindRecord(RecordMarker))
+        return;
+    const bool passwordSet = _AppCfg && _AppCfg->hasPassword();
+    QByteArray buffer;
+    while (_AppFile->FindNextRecord()) {
+        int32_t size = 0;
+        if (!_AppFile->ReadRecordSize(size) || size < 0)
+            continue;
+        buffer.resize(size);
+        int32_t got = 0;
+        if (size > 0 && !_AppFile->ReadRecord(buffer.data(), got))
+            continue;
+        int32_t key = 0;
+        _AppFile->ReadRecordKey(key);
+
+        auto* record = new CRecord;
+        record->Decode(buffer.constData(), qMin(got, size));
+        record->key = key;
+        // With no categories at all nothing can be protected.
+        CCategory* c = categories ? categories->GetCategory(record->category) : nullptr;
+        record->encrypted = c && c->isProtected && passwordSet;
+        Append(record);
+    }
+    if (!buffer.isEmpty())
+        std::memset(buffer.data(), 0, size_t(buffer.size()));
+}
+
+void CRecords::EncryptAllRecords(QString password, CCategories* categories)
+{
+    EncryptAddNewPwd(password);
+    for (CRecord* r = first(); r; r = nextOf(r)) {
+        if (r->EncryptRecord(categories)) {
+            r->encrypted = true;
+            r->WriteRecord(true);
+        }
+    }
+}
+
+void CRecords::DecryptAllRecords(CCategories* categories)
+{
+    for (CRecord* r = first(); r; r = nextOf(r)) {
+        if (r->DecryptRecord(categories)) {
+            r->encrypted = false;
+            r->WriteRecord(true);
+        }
+    }
+}
+
+void CRecords::ReplacePwdAllRecords(QString password, CCategories* categories)
+{
+    // The global cipher holds one key at a time: everything is deciphered
+    // under the old key before the new one replaces it.
+    DecryptAllRecords(categories);
+    EncryptAddNewPwd(password);
+    for (CRecord* r = first(); r; r = nextOf(r)) {
+        if (r->EncryptRecord(categories)) {
+            r->encrypted = true;
+            r->WriteRecord(true);
+        }
+    }
+}
+
+void CRecords::EncryptCategoryRecords(CCategory* category)
+{
+    if (!category)
+        return;
+    for (CRecord* r = first(); r; r = nextOf(r)) {
+        if (r->category != category->id)
+            continue;
+        if (r->fieldData)
+            EncryptData(r->fieldData, r->fieldDataLength);
+        r->encrypted = true;
+        r->WriteRecord(true);
+    }
+}
+
+void CRecords::DecryptCategoryRecords(CCategory* category)
+{
+    if (!category)
+        return;
+    for (CRecord* r = first(); r; r = nextOf(r)) {
+        if (r->category != category->id)
+            continue;
+        if (r->fieldData)
+            DecryptData(r->fieldData, r->fieldDataLength);
+        r->encrypted = false;
+        r->WriteRecord(true);
+    }
+}

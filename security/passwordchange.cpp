@@ -1,1 +1,68 @@
-// placeholder
+#include "security/passwordchange.h"
+
+#include "config/appglobals.h"
+#include "config/vxconfig.h"
+#include "model/records.h"
+#include "security/password.h"
+
+#include <cstring>
+
+void CPasswordChange::Decide(const QString& oldPwd, const QString& newPwd, const QString& confirm)
+{
+    status = NoChange;
+    newPassword = QString();
+    error = NoError;
+
+    const bool passwordSet = _AppCfg && _AppCfg->hasPassword();
+    bool oldRight;
+    if (oldPwd.isEmpty())
+        oldRight = !passwordSet;
+    else
+        oldRight = passwordSet && CheckValidPwd(oldPwd); // keys the cipher for the change
+
+    if (!oldRight) {
+        error = WrongOldPassword;
+        return;
+    }
+    if (newPwd != confirm) {
+        error = NewPasswordsDiffer;
+        return;
+    }
+    if (newPwd.isEmpty()) {
+        status = passwordSet ? Removed : NoChange;
+        newPassword = QStringLiteral("");
+    } else {
+        status = passwordSet ? Changed : Set;
+        newPassword = newPwd;
+    }
+}
+
+void ApplyPasswordChange(int status, const QString& newPassword, CRecords* records,
+                         CCategories* categories)
+{
+    switch (status) {
+    case CPasswordChange::Set:
+        if (records)
+            records->EncryptAllRecords(newPassword, categories);
+        else
+            EncryptAddNewPwd(newPassword);
+        break;
+    case CPasswordChange::Removed:
+        if (records)
+            records->DecryptAllRecords(categories);
+        if (_AppCfg) {
+            std::memset(_AppCfg->verifier, 0, sizeof _AppCfg->verifier);
+            _AppCfg->passwordLength = 0;
+            _AppCfg->save();
+        }
+        break;
+    case CPasswordChange::Changed:
+        if (records)
+            records->ReplacePwdAllRecords(newPassword, categories);
+        else
+            EncryptAddNewPwd(newPassword);
+        break;
+    default:
+        break;
+    }
+}
