@@ -1,1 +1,769 @@
-// placeholder
+#include "storage/cxfile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// Index block fields.
+constexpr int IxLowest = 0;
+constexpr int IxHighest = 4;
+constexpr int IxOwn = 8;
+constexpr int IxNext = 12;
+constexpr int IxPrev = 16;
+constexpr int IxCount = 20;
+// Index entry fields.
+constexpr int EnKey = 0;
+constexpr int EnFirst = 4;
+constexpr int EnLength = 8;
+// Data block fields.
+constexpr int DbPrev = 0;
+constexpr int DbNext = 4;
+constexpr int DbUsed = 8;
+
+constexpr int MinBlockSize = 64;
+constexpr int MaxBlockSize = 512;
+
+int32_t getLE32(const unsigned char* p)
+{
+    return int32_t(uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24);
+}
+
+void putLE32(unsigned char* p, int32_t value)
+{
+    const uint32_t v = uint32_t(value);
+    p[0] = static_cast<unsigned char>(v);
+    p[1] = static_cast<unsigned char>(v >> 8);
+    p[2] = static_cast<unsigned char>(v >> 16);
+    p[3] = static_cast<unsigned char>(v >> 24);
+}
+
+int32_t field(const unsigned char* block, int offset)
+{
+    return getLE32(block + offset);
+}
+
+void setField(unsigned char* block, int offset, int32_t value)
+{
+    putLE32(block + offset, value);
+}
+
+unsigned char* entry(unsigned char* block, int position)
+{
+    return block + CxFile::IndexHeadSize + position * CxFile::IndexEntrySize;
+}
+
+int32_t entryKey(unsigned char* block, int position)
+{
+    return field(entry(block, position), EnKey);
+}
+
+bool readAt(int fd, int64_t offset, unsigned char* buffer, int64_t length)
+{
+    if (lseek(fd, off_t(offset), SEEK_SET) != off_t(offset))
+        return false;
+    while (length > 0) {
+        const ssize_t got = ::read(fd, buffer, size_t(length));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return false;
+        buffer += got;
+        length -= got;
+    }
+    return true;
+}
+
+bool writeAt(int fd, int64_t offset, const unsigned char* buffer, int64_t length)
+{
+    if (lseek(fd, off_t(offset), SEEK_SET) != off_t(offset))
+        return false;
+    while (length > 0) {
+        const ssize_t done = ::write(fd, buffer, size_t(length));
+        if (done < 0 && errno == EINTR)
+            continue;
+        if (done <= 0)
+            return false;
+        buffer += done;
+        length -= done;
+    }
+    return true;
+}
+
+// Descriptor 0 counts as "not open", so a file that happens to get it is
+// moved to another number.
+int keepAboveZero(int fd)
+{
+    if (fd != 0)
+        return fd;
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, 1);
+    ::close(fd);
+    return moved;
+}
+
+void encodeHeader(const CxFileHeader& header, unsigned char* raw)
+{
+    std::memcpy(raw, header.signature, sizeof header.signature);
+    putLE32(raw + 16, header.versionMajor);
+    putLE32(raw + 20, header.versionMinor);
+    putLE32(raw + 24, header.blockSize);
+    putLE32(raw + 28, header.firstIndexBlock);
+    putLE32(raw + 32, header.freeListHead);
+}
+
+void decodeHeader(const unsigned char* raw, CxFileHeader& header)
+{
+    std::memcpy(header.signature, raw, sizeof header.signature);
+    header.versionMajor = getLE32(raw + 16);
+    header.versionMinor = getLE32(raw + 20);
+    header.blockSize = getLE32(raw + 24);
+    header.firstIndexBlock = getLE32(raw + 28);
+    header.freeListHead = getLE32(raw + 32);
+}
+
+} // namespace
+
+CxFile::CxFile(const char* signature)
+    : m_fd(-1)
+    , m_dataBlock(nullptr)
+    , m_indexBlock(nullptr)
+    , m_currentEntry(-1)
+    , m_fileSize(0)
+    , m_walkSteps(0)
+{
+    std::memset(m_signature, 0, sizeof m_signature);
+    if (signature)
+        std::strncpy(m_signature, signature, sizeof m_signature - 1);
+    std::memset(&m_header, 0, sizeof m_header);
+}
+
+CxFile::~CxFile()
+{
+    Close();
+}
+
+int CxFile::Open(const char* path)
+{
+    if (isOpen())
+        Close();
+    if (!path)
+        return -2;
+    const int fd = ::open(path, O_RDWR | O_CLOEXEC);
+    if (fd < 0)
+        return errno == ENOENT ? -1 : -2;
+    m_fd = keepAboveZero(fd);
+    if (m_fd < 0) {
+        m_fd = -1;
+        return -2;
+    }
+
+    const off_t size = lseek(m_fd, 0, SEEK_END);
+    unsigned char raw[HeaderSize];
+    if (size < HeaderSize || !readAt(m_fd, 0, raw, HeaderSize)
+        || std::strncmp(reinterpret_cast<const char*>(raw), m_signature, sizeof m_signature) != 0) {
+        Close();
+        return -3;
+    }
+    decodeHeader(raw, m_header);
+    // A block size our writer can never produce would make every block
+    // computation meaningless; such a file is not ours.
+    if (m_header.blockSize < MinBlockSize || m_header.blockSize > MaxBlockSize) {
+        Close();
+        return -3;
+    }
+    m_fileSize = size;
+
+    m_dataBlock = new unsigned char[size_t(blockSize())]();
+    m_indexBlock = new unsigned char[size_t(blockSize())]();
+    if (m_header.firstIndexBlock > 0)
+        loadIndexBlock(m_header.firstIndexBlock, m_indexBlock);
+    m_currentEntry = -1;
+    m_walkSteps = 0;
+    return 0;
+}
+
+int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, unsigned versionMinor)
+{
+    if (isOpen())
+        Close();
+    const int fd = path ? ::open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600) : -1;
+    m_fd = fd < 0 ? -1 : keepAboveZero(fd);
+    if (m_fd < 0) {
+        m_fd = 0;
+        return -2;
+    }
+
+    unsigned size = std::min(std::max(blockSize, unsigned(MinBlockSize)), unsigned(MaxBlockSize));
+    unsigned rounded = MinBlockSize;
+    while (rounded < size)
+        rounded <<= 1;
+
+    std::memcpy(m_header.signature, m_signature, sizeof m_header.signature);
+    m_header.versionMajor = int32_t(versionMajor);
+    m_header.versionMinor = int32_t(versionMinor);
+    m_header.blockSize = int32_t(rounded);
+    m_header.firstIndexBlock = -1;
+    m_header.freeListHead = -1;
+    WriteHeader();
+    m_fileSize = std::max<int64_t>(lseek(m_fd, 0, SEEK_END), HeaderSize);
+
+    m_dataBlock = new unsigned char[rounded]();
+    m_indexBlock = new unsigned char[rounded]();
+    m_currentEntry = -1;
+    m_walkSteps = 0;
+    return 0;
+}
+
+int CxFile::GetFileVersion(int& major, int& minor)
+{
+    major = m_header.versionMajor;
+    minor = m_header.versionMinor;
+    return major;
+}
+
+void CxFile::Close()
+{
+    if (m_fd < 1)
+        return;
+    ::close(m_fd);
+    m_fd = -1;
+    m_currentEntry = -1;
+    freeBuffers();
+}
+
+void CxFile::freeBuffers()
+{
+    // The data buffer held record bytes; don't leave them in freed memory.
+    const size_t size = size_t(std::max(blockSize(), 0));
+    if (m_dataBlock)
+        std::memset(m_dataBlock, 0, size);
+    if (m_indexBlock)
+        std::memset(m_indexBlock, 0, size);
+    delete[] m_dataBlock;
+    delete[] m_indexBlock;
+    m_dataBlock = nullptr;
+    m_indexBlock = nullptr;
+}
+
+int64_t CxFile::maxBlocks() const
+{
+    return (m_fileSize - HeaderSize) / blockSize() + 1;
+}
+
+bool CxFile::usable(int64_t offset) const
+{
+    return offset >= HeaderSize && offset + blockSize() <= m_fileSize;
+}
+
+bool CxFile::readBlock(int32_t offset, unsigned char* block)
+{
+    return usable(offset) && readAt(m_fd, offset, block, blockSize());
+}
+
+bool CxFile::writeBlock(int32_t offset, const unsigned char* block)
+{
+    return usable(offset) && writeAt(m_fd, offset, block, blockSize());
+}
+
+bool CxFile::loadIndexBlock(int32_t offset, unsigned char* block)
+{
+    if (!readBlock(offset, block))
+        return false;
+    // A damaged block must not send its write-back elsewhere or claim
+    // more entries than fit.
+    setField(block, IxOwn, offset);
+    setField(block, IxCount, entryCount(block));
+    return true;
+}
+
+int CxFile::entryCount(const unsigned char* block) const
+{
+    return std::min(std::max(field(block, IxCount), 0), capacity());
+}
+
+bool CxFile::hasCurrentEntry() const
+{
+    return m_currentEntry >= 0 && m_currentEntry < entryCount(m_indexBlock);
+}
+
+bool CxFile::FindRecord(int32_t key)
+{
+    m_currentEntry = -1;
+    if (!isOpen() || m_header.firstIndexBlock < 1)
+        return false;
+    m_walkSteps = 0;
+
+    bool movedForward = false;
+    bool movedBackward = false;
+    for (int64_t steps = 0;; ++steps) {
+        int32_t to;
+        if (key < field(m_indexBlock, IxLowest) && !movedForward) {
+            to = field(m_indexBlock, IxPrev);
+            movedBackward = true;
+        } else if (key > field(m_indexBlock, IxHighest) && !movedBackward) {
+            to = field(m_indexBlock, IxNext);
+            movedForward = true;
+        } else {
+            break;
+        }
+        if (to < 1 || steps >= maxBlocks() || !loadIndexBlock(to, m_indexBlock))
+            return false;
+    }
+
+    const int count = entryCount(m_indexBlock);
+    for (int i = 0; i < count; ++i) {
+        if (entryKey(m_indexBlock, i) == key) {
+            m_currentEntry = i;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CxFile::FindFirstRecord()
+{
+    m_walkSteps = 0;
+    if (!isOpen() || m_header.firstIndexBlock < 1 || !loadIndexBlock(m_header.firstIndexBlock, m_indexBlock)
+        || entryCount(m_indexBlock) < 1) {
+        m_currentEntry = -1;
+        return false;
+    }
+    m_currentEntry = 0;
+    return true;
+}
+
+bool CxFile::FindNextRecord()
+{
+    if (!isOpen() || m_header.firstIndexBlock < 1) {
+        m_currentEntry = -1;
+        return false;
+    }
+    const int count = entryCount(m_indexBlock);
+    // Repeated calls at the end stay one past the last entry.
+    m_currentEntry = std::min(m_currentEntry + 1, count);
+    if (m_currentEntry < count)
+        return true;
+
+    const int32_t next = field(m_indexBlock, IxNext);
+    if (next < 0)
+        return false;
+    // Bounded so that a loop over a damaged, cyclic chain ends.
+    if (++m_walkSteps > maxBlocks() || !loadIndexBlock(next, m_indexBlock))
+        return false;
+    if (entryCount(m_indexBlock) > 0) {
+        m_currentEntry = 0;
+        return true;
+    }
+    m_currentEntry = -1;
+    return false;
+}
+
+bool CxFile::FindLastRecord()
+{
+    m_walkSteps = 0;
+    const int32_t first = m_header.firstIndexBlock;
+    if (!isOpen() || first < 1 || !loadIndexBlock(first, m_indexBlock)) {
+        m_currentEntry = -1;
+        return false;
+    }
+    const int64_t limit = maxBlocks();
+    for (int64_t steps = 0; steps < limit; ++steps) {
+        const int32_t next = field(m_indexBlock, IxNext);
+        if (next < 1 || !loadIndexBlock(next, m_indexBlock))
+            break;
+    }
+    for (int64_t steps = 0; steps < limit; ++steps) {
+        if (entryCount(m_indexBlock) >= 1 || field(m_indexBlock, IxOwn) <= first)
+            break;
+        const int32_t prev = field(m_indexBlock, IxPrev);
+        if (prev < 1 || !loadIndexBlock(prev, m_indexBlock))
+            break;
+    }
+    const int count = entryCount(m_indexBlock);
+    m_currentEntry = count < 1 ? -1 : count - 1;
+    return count >= 1;
+}
+
+bool CxFile::AddRecord(int32_t key, const char* data, int32_t size)
+{
+    m_currentEntry = -1;
+    if (!isOpen())
+        return false;
+    if (!data || size < 0)
+        size = 0;
+    if (FindRecord(key))
+        return false;
+
+    if (m_header.firstIndexBlock < 1) {
+        const int32_t block = GetFreeBlock();
+        const int32_t first = GetFreeBlock();
+        if (block < 1 || first < 1)
+            return false;
+        setField(m_indexBlock, IxLowest, key);
+        setField(m_indexBlock, IxHighest, key);
+        setField(m_indexBlock, IxOwn, block);
+        setField(m_indexBlock, IxNext, -1);
+        setField(m_indexBlock, IxPrev, -1);
+        setField(m_indexBlock, IxCount, 1);
+        unsigned char* e = entry(m_indexBlock, 0);
+        setField(e, EnKey, key);
+        setField(e, EnFirst, first);
+        setField(e, EnLength, size);
+        m_currentEntry = 0;
+        writeBlock(block, m_indexBlock);
+        FlushToDisk();
+        // The header names the new block only once it is on disk, so an
+        // interrupted first add leaves an empty file rather than one whose
+        // index is whatever the reserved block held.
+        m_header.firstIndexBlock = block;
+        WriteHeader();
+        writeDataChain(first, data, size);
+        FlushToDisk();
+        return true;
+    }
+
+    // A key in the gap between two blocks stays in the block the walk
+    // started from.
+    std::vector<unsigned char> other(static_cast<size_t>(blockSize()));
+    for (int64_t steps = 0; steps < maxBlocks(); ++steps) {
+        if (key < field(m_indexBlock, IxLowest)) {
+            const int32_t prev = field(m_indexBlock, IxPrev);
+            if (prev < 1 || !loadIndexBlock(prev, other.data()) || field(other.data(), IxHighest) < key)
+                break;
+        } else if (key > field(m_indexBlock, IxHighest)) {
+            const int32_t next = field(m_indexBlock, IxNext);
+            if (next < 1 || !loadIndexBlock(next, other.data()) || field(other.data(), IxLowest) > key)
+                break;
+        } else {
+            break;
+        }
+        std::memcpy(m_indexBlock, other.data(), other.size());
+    }
+
+    if (entryCount(m_indexBlock) >= capacity()) {
+        SplitIndexBlock(key);
+        if (entryCount(m_indexBlock) >= capacity())
+            return false; // could not split (damaged file or no space)
+    }
+
+    const int32_t first = GetFreeBlock();
+    if (first < 1)
+        return false;
+    if (key < field(m_indexBlock, IxLowest))
+        setField(m_indexBlock, IxLowest, key);
+    else if (key > field(m_indexBlock, IxHighest))
+        setField(m_indexBlock, IxHighest, key);
+
+    const int count = entryCount(m_indexBlock);
+    int position = 0;
+    for (int i = 0; i < count; ++i) {
+        if (entryKey(m_indexBlock, i) < key)
+            ++position;
+    }
+    std::memmove(entry(m_indexBlock, position + 1), entry(m_indexBlock, position),
+                 size_t(count - position) * IndexEntrySize);
+    unsigned char* e = entry(m_indexBlock, position);
+    setField(e, EnKey, key);
+    setField(e, EnFirst, first);
+    setField(e, EnLength, size);
+    setField(m_indexBlock, IxCount, count + 1);
+    m_currentEntry = position;
+
+    writeBlock(field(m_indexBlock, IxOwn), m_indexBlock);
+    WriteHeader();
+    writeDataChain(first, data, size);
+    FlushToDisk();
+    return true;
+}
+
+void CxFile::SplitIndexBlock(int32_t key)
+{
+    if (!isOpen())
+        return;
+    unsigned char* a = m_indexBlock;
+    const int count = entryCount(a);
+    const int32_t aOffset = field(a, IxOwn);
+    if (count < 2 || !usable(aOffset))
+        return;
+
+    const int32_t lowest = field(a, IxLowest);
+    const int32_t highest = field(a, IxHighest);
+    bool before = true;
+    int moving = count / 2;
+    if (key > highest) {
+        before = false;
+    } else if (key >= lowest) {
+        int less = 0;
+        while (less < count && entryKey(a, less) < key)
+            ++less;
+        // The bounds can be wider than the entries, since deletion never
+        // narrows them. When nothing would move, the key would land in the
+        // still full block; when everything would move, A's new lowest key
+        // would come from the unused slot after its entries. Split those in
+        // halves instead, on the side where the key goes.
+        if (less == count)
+            before = false;
+        else if (less > 0)
+            moving = less;
+    }
+
+    const int32_t bOffset = GetFreeBlock();
+    if (!usable(bOffset))
+        return;
+    std::vector<unsigned char> b(static_cast<size_t>(blockSize()));
+    std::vector<unsigned char> neighbour(static_cast<size_t>(blockSize()));
+    setField(b.data(), IxOwn, bOffset);
+    setField(b.data(), IxCount, moving);
+
+    // Write order: B first (nothing points at it yet), then the link to it,
+    // then A without the moved entries, with a flush between each so the
+    // order also holds on power loss. An interrupted split thus leaves
+    // every key reachable, at worst listed in both blocks.
+    if (before) {
+        const int32_t prev = field(a, IxPrev);
+        setField(b.data(), IxLowest, lowest);
+        setField(b.data(), IxHighest, lowest);
+        setField(b.data(), IxNext, aOffset);
+        setField(b.data(), IxPrev, prev);
+        for (int i = 0; i < moving; ++i) {
+            std::memcpy(entry(b.data(), i), entry(a, i), IndexEntrySize);
+            setField(b.data(), IxHighest, entryKey(a, i));
+            setField(a, IxLowest, entryKey(a, i + 1));
+        }
+        std::memmove(entry(a, 0), entry(a, moving), size_t(count - moving) * IndexEntrySize);
+        setField(a, IxCount, count - moving);
+        setField(a, IxPrev, bOffset);
+
+        writeBlock(bOffset, b.data());
+        FlushToDisk();
+        if (prev > 0 && loadIndexBlock(prev, neighbour.data())) {
+            setField(neighbour.data(), IxNext, bOffset);
+            writeBlock(prev, neighbour.data());
+            FlushToDisk();
+        } else {
+            m_header.firstIndexBlock = bOffset;
+            WriteHeader();
+        }
+        writeBlock(aOffset, a);
+    } else {
+        const int32_t next = field(a, IxNext);
+        setField(b.data(), IxLowest, highest);
+        setField(b.data(), IxHighest, highest);
+        setField(b.data(), IxNext, next);
+        setField(b.data(), IxPrev, aOffset);
+        for (int i = count - 1, j = moving - 1; j >= 0; --i, --j) {
+            std::memcpy(entry(b.data(), j), entry(a, i), IndexEntrySize);
+            setField(b.data(), IxLowest, entryKey(a, i));
+            setField(a, IxHighest, entryKey(a, i - 1));
+        }
+        setField(a, IxCount, count - moving);
+        setField(a, IxNext, bOffset);
+
+        writeBlock(bOffset, b.data());
+        FlushToDisk();
+        if (next > 0 && loadIndexBlock(next, neighbour.data())) {
+            setField(neighbour.data(), IxPrev, bOffset);
+            writeBlock(next, neighbour.data());
+            FlushToDisk();
+        }
+        writeBlock(aOffset, a);
+    }
+
+    if (key < field(a, IxLowest) || key > field(a, IxHighest))
+        std::memcpy(m_indexBlock, b.data(), b.size());
+}
+
+bool CxFile::ReadRecordKey(int32_t& key)
+{
+    if (!isOpen() || !hasCurrentEntry())
+        return false;
+    key = field(entry(m_indexBlock, m_currentEntry), EnKey);
+    return true;
+}
+
+bool CxFile::ReadRecordSize(int32_t& size)
+{
+    if (!isOpen() || !hasCurrentEntry())
+        return false;
+    size = field(entry(m_indexBlock, m_currentEntry), EnLength);
+    return true;
+}
+
+bool CxFile::ReadRecord(char* buffer, int32_t& size)
+{
+    size = 0;
+    if (!isOpen() || !hasCurrentEntry())
+        return false;
+    const unsigned char* e = entry(m_indexBlock, m_currentEntry);
+    const int32_t length = std::max(field(e, EnLength), 0);
+    const int32_t payload = blockSize() - DataHeadSize;
+    int32_t offset = field(e, EnFirst);
+    for (int64_t steps = 0; offset >= 1 && steps < maxBlocks(); ++steps) {
+        if (!readBlock(offset, m_dataBlock))
+            break;
+        // A lying length or used count never makes us write past the
+        // caller's buffer.
+        const int32_t used = std::min(std::min(std::max(field(m_dataBlock, DbUsed), 0), payload), length - size);
+        if (used > 0 && buffer)
+            std::memcpy(buffer + size, m_dataBlock + DataHeadSize, size_t(used));
+        size += used;
+        offset = field(m_dataBlock, DbNext);
+    }
+    return true;
+}
+
+void CxFile::writeDataChain(int32_t first, const char* data, int32_t size)
+{
+    const int32_t payload = blockSize() - DataHeadSize;
+    setField(m_dataBlock, DbPrev, -1);
+    if (size <= 0) {
+        setField(m_dataBlock, DbNext, -1);
+        setField(m_dataBlock, DbUsed, 0);
+        writeBlock(first, m_dataBlock);
+        return;
+    }
+    int32_t offset = first;
+    int32_t done = 0;
+    while (done < size && offset >= 1) {
+        const int32_t used = std::min(size - done, payload);
+        setField(m_dataBlock, DbUsed, used);
+        std::memcpy(m_dataBlock + DataHeadSize, data + done, size_t(used));
+        done += used;
+        const int32_t next = done < size ? GetFreeBlock() : -1;
+        setField(m_dataBlock, DbNext, next);
+        writeBlock(offset, m_dataBlock);
+        setField(m_dataBlock, DbPrev, offset);
+        offset = next;
+    }
+}
+
+void CxFile::freeDataChain(int32_t first)
+{
+    int32_t offset = first;
+    const int64_t limit = maxBlocks();
+    for (int64_t steps = 0; offset >= 1 && steps < limit; ++steps) {
+        if (!readBlock(offset, m_dataBlock))
+            break;
+        const int32_t next = field(m_dataBlock, DbNext);
+        FreeBlock(offset);
+        offset = next;
+    }
+}
+
+bool CxFile::UpdateRecord(const char* data, int32_t size)
+{
+    if (!isOpen() || !hasCurrentEntry())
+        return false;
+    if (!data || size < 0)
+        size = 0;
+    unsigned char* e = entry(m_indexBlock, m_currentEntry);
+    freeDataChain(field(e, EnFirst));
+    const int32_t first = GetFreeBlock();
+    setField(e, EnFirst, first);
+    setField(e, EnLength, first < 1 ? 0 : size);
+    if (first >= 1)
+        writeDataChain(first, data, size);
+    writeBlock(field(m_indexBlock, IxOwn), m_indexBlock);
+    FlushToDisk();
+    return first >= 1;
+}
+
+bool CxFile::DeleteRecord()
+{
+    if (!isOpen() || !hasCurrentEntry())
+        return false;
+    freeDataChain(field(entry(m_indexBlock, m_currentEntry), EnFirst));
+
+    const int count = entryCount(m_indexBlock);
+    const int32_t own = field(m_indexBlock, IxOwn);
+    if (count < 2) {
+        const int32_t prev = field(m_indexBlock, IxPrev);
+        const int32_t next = field(m_indexBlock, IxNext);
+        std::vector<unsigned char> prevBlock(static_cast<size_t>(blockSize()));
+        std::vector<unsigned char> nextBlock(static_cast<size_t>(blockSize()));
+        const bool hasPrev = prev > 0 && loadIndexBlock(prev, prevBlock.data());
+        const bool hasNext = next > 0 && loadIndexBlock(next, nextBlock.data());
+        if (hasPrev) {
+            setField(prevBlock.data(), IxNext, next);
+            writeBlock(prev, prevBlock.data());
+        }
+        if (hasNext) {
+            setField(nextBlock.data(), IxPrev, prev);
+            writeBlock(next, nextBlock.data());
+        }
+        if (!hasPrev) {
+            m_header.firstIndexBlock = hasNext ? next : -1;
+            WriteHeader();
+        } else {
+            // The block must be out of the chain on disk before it is reused.
+            FlushToDisk();
+        }
+        FreeBlock(own);
+    } else {
+        std::memmove(entry(m_indexBlock, m_currentEntry), entry(m_indexBlock, m_currentEntry + 1),
+                     size_t(count - m_currentEntry - 1) * IndexEntrySize);
+        setField(m_indexBlock, IxCount, count - 1);
+        writeBlock(own, m_indexBlock);
+    }
+
+    m_currentEntry = -1;
+    WriteHeader();
+    FindFirstRecord();
+    return true;
+}
+
+void CxFile::FlushToDisk()
+{
+    if (isOpen())
+        ::fsync(m_fd);
+}
+
+void CxFile::WriteHeader()
+{
+    if (!isOpen())
+        return;
+    unsigned char raw[HeaderSize];
+    encodeHeader(m_header, raw);
+    writeAt(m_fd, 0, raw, HeaderSize);
+    FlushToDisk();
+}
+
+int32_t CxFile::GetFreeBlock()
+{
+    if (!isOpen())
+        return -1;
+    int32_t result = -1;
+    const int32_t head = m_header.freeListHead;
+    unsigned char link[4];
+    if (head > 0 && usable(head) && readAt(m_fd, head, link, sizeof link)) {
+        result = head;
+        m_header.freeListHead = getLE32(link);
+    } else {
+        // A head outside the file is damage: leave the list alone and grow.
+        const off_t end = lseek(m_fd, 0, SEEK_END);
+        if (end < HeaderSize || int64_t(end) + blockSize() > INT32_MAX
+            || !writeAt(m_fd, end, m_dataBlock, blockSize()))
+            return -1;
+        result = int32_t(end);
+        m_fileSize = std::max<int64_t>(m_fileSize, int64_t(end) + blockSize());
+    }
+    WriteHeader();
+    return result;
+}
+
+void CxFile::FreeBlock(int32_t offset)
+{
+    if (!isOpen() || offset <= 0 || !usable(offset))
+        return;
+    unsigned char link[4];
+    putLE32(link, m_header.freeListHead);
+    writeAt(m_fd, offset, link, sizeof link);
+    m_header.freeListHead = offset;
+    WriteHeader();
+}

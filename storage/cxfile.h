@@ -56,9 +56,18 @@ public:
     static constexpr int DataHeadSize = 12;
 
 private:
-    // Implementation helpers live in cxfile.cpp.
-    struct Impl;
-    friend struct Impl;
+    int32_t blockSize() const { return m_header.blockSize; }
+    int capacity() const { return (m_header.blockSize - IndexHeadSize) / IndexEntrySize; }
+    int64_t maxBlocks() const;
+    bool usable(int64_t offset) const;
+    bool readBlock(int32_t offset, unsigned char* block);
+    bool writeBlock(int32_t offset, const unsigned char* block);
+    bool loadIndexBlock(int32_t offset, unsigned char* block);
+    int entryCount(const unsigned char* block) const;
+    bool hasCurrentEntry() const;
+    void writeDataChain(int32_t first, const char* data, int32_t size);
+    void freeDataChain(int32_t first);
+    void freeBuffers();
 
     char m_signature[16];
     int m_fd;
