@@ -4,6 +4,7 @@
 #include "model/defaultdb.h"
 #include "platform/global.h"
 #include "storage/cxfile.h"
+#include "storage/le32.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -13,26 +14,10 @@
 
 namespace {
 
-void putLE32(char* p, int32_t v)
-{
-    const uint32_t u = static_cast<uint32_t>(v);
-    p[0] = static_cast<char>(u & 0xFF);
-    p[1] = static_cast<char>((u >> 8) & 0xFF);
-    p[2] = static_cast<char>((u >> 16) & 0xFF);
-    p[3] = static_cast<char>((u >> 24) & 0xFF);
-}
-
-int32_t getLE32(const char* p)
-{
-    const auto* b = reinterpret_cast<const unsigned char*>(p);
-    return static_cast<int32_t>(uint32_t(b[0]) | (uint32_t(b[1]) << 8) | (uint32_t(b[2]) << 16)
-                                | (uint32_t(b[3]) << 24));
-}
-
 // A damaged record may hold any word; QColor wants 0..255.
 int colourPart(const char* p)
 {
-    return qBound(0, getLE32(p), 255);
+    return qBound(0, GetLE32(p), 255);
 }
 
 constexpr int OffFirstWord = 0;
@@ -162,18 +147,18 @@ bool CvxConfig::anyVerifierByte() const
 void CvxConfig::Encode(char out[StoredSize]) const
 {
     std::memset(out, 0, StoredSize);
-    putLE32(out + OffFirstWord, firstWord);
-    putLE32(out + OffOdd, colourOdd.red());
-    putLE32(out + OffOdd + 4, colourOdd.green());
-    putLE32(out + OffOdd + 8, colourOdd.blue());
-    putLE32(out + OffEven, colourEven.red());
-    putLE32(out + OffEven + 4, colourEven.green());
-    putLE32(out + OffEven + 8, colourEven.blue());
-    putLE32(out + OffAutolock, autolockMinutes);
+    PutLE32(out + OffFirstWord, firstWord);
+    PutLE32(out + OffOdd, colourOdd.red());
+    PutLE32(out + OffOdd + 4, colourOdd.green());
+    PutLE32(out + OffOdd + 8, colourOdd.blue());
+    PutLE32(out + OffEven, colourEven.red());
+    PutLE32(out + OffEven + 4, colourEven.green());
+    PutLE32(out + OffEven + 8, colourEven.blue());
+    PutLE32(out + OffAutolock, autolockMinutes);
     std::memcpy(out + OffVerifier, verifier, sizeof verifier);
-    putLE32(out + OffPwdLength, passwordLength);
-    putLE32(out + OffCleartext, cleartextPwd ? 1 : 0);
-    putLE32(out + OffWarning, showNoPwdWarning ? 1 : 0);
+    PutLE32(out + OffPwdLength, passwordLength);
+    PutLE32(out + OffCleartext, cleartextPwd ? 1 : 0);
+    PutLE32(out + OffWarning, showNoPwdWarning ? 1 : 0);
 }
 
 void CvxConfig::Decode(const char* data, int size)
@@ -182,12 +167,12 @@ void CvxConfig::Decode(const char* data, int size)
     std::memset(buf, 0, StoredSize);
     if (data && size > 0)
         std::memcpy(buf, data, size_t(qMin(size, int(StoredSize))));
-    firstWord = getLE32(buf + OffFirstWord);
+    firstWord = GetLE32(buf + OffFirstWord);
     colourOdd = QColor(colourPart(buf + OffOdd), colourPart(buf + OffOdd + 4), colourPart(buf + OffOdd + 8));
     colourEven = QColor(colourPart(buf + OffEven), colourPart(buf + OffEven + 4), colourPart(buf + OffEven + 8));
-    autolockMinutes = getLE32(buf + OffAutolock);
+    autolockMinutes = GetLE32(buf + OffAutolock);
     std::memcpy(verifier, buf + OffVerifier, sizeof verifier);
-    passwordLength = getLE32(buf + OffPwdLength);
-    cleartextPwd = getLE32(buf + OffCleartext) != 0;
-    showNoPwdWarning = getLE32(buf + OffWarning) != 0;
+    passwordLength = GetLE32(buf + OffPwdLength);
+    cleartextPwd = GetLE32(buf + OffCleartext) != 0;
+    showNoPwdWarning = GetLE32(buf + OffWarning) != 0;
 }

@@ -2,26 +2,11 @@
 
 #include "config/appglobals.h"
 #include "storage/cxfile.h"
+#include "storage/le32.h"
 
 #include <cstring>
 
 namespace {
-
-void putLE32(char* p, int32_t v)
-{
-    const uint32_t u = static_cast<uint32_t>(v);
-    p[0] = static_cast<char>(u & 0xFF);
-    p[1] = static_cast<char>((u >> 8) & 0xFF);
-    p[2] = static_cast<char>((u >> 16) & 0xFF);
-    p[3] = static_cast<char>((u >> 24) & 0xFF);
-}
-
-int32_t getLE32(const char* p)
-{
-    const auto* b = reinterpret_cast<const unsigned char*>(p);
-    return static_cast<int32_t>(uint32_t(b[0]) | (uint32_t(b[1]) << 8) | (uint32_t(b[2]) << 16)
-                                | (uint32_t(b[3]) << 24));
-}
 
 // A text slot: at most TextSlot - 1 Latin-1 bytes, then zeros.
 void putText(char* slot, const QString& text)
@@ -65,8 +50,8 @@ bool CCategory::WriteRecord()
 void CCategory::Encode(char out[StoredSize]) const
 {
     std::memset(out, 0, StoredSize);
-    putLE32(out + OffId, id);
-    putLE32(out + OffProtected, isProtected ? 1 : 0);
+    PutLE32(out + OffId, id);
+    PutLE32(out + OffProtected, isProtected ? 1 : 0);
     putText(out + OffIcon, icon);
     putText(out + OffName, name);
     for (int i = 0; i < 6; ++i)
@@ -79,8 +64,8 @@ void CCategory::Decode(const char* data, int size)
     std::memset(buf, 0, StoredSize);
     if (data && size > 0)
         std::memcpy(buf, data, qMin(size, StoredSize));
-    id = getLE32(buf + OffId);
-    isProtected = getLE32(buf + OffProtected) != 0;
+    id = GetLE32(buf + OffId);
+    isProtected = GetLE32(buf + OffProtected) != 0;
     icon = getText(buf + OffIcon);
     name = getText(buf + OffName);
     for (int i = 0; i < 6; ++i)

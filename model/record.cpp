@@ -5,40 +5,18 @@
 #include "model/categories.h"
 #include "security/fieldcrypt.h"
 #include "storage/cxfile.h"
+#include "security/wipe.h"
+#include "storage/le32.h"
 
 #include <cstring>
 #include <memory>
 
 namespace {
 
-void putLE32(char* p, int32_t v)
-{
-    const uint32_t u = static_cast<uint32_t>(v);
-    p[0] = static_cast<char>(u & 0xFF);
-    p[1] = static_cast<char>((u >> 8) & 0xFF);
-    p[2] = static_cast<char>((u >> 16) & 0xFF);
-    p[3] = static_cast<char>((u >> 24) & 0xFF);
-}
-
-int32_t getLE32(const char* p)
-{
-    const auto* b = reinterpret_cast<const unsigned char*>(p);
-    return static_cast<int32_t>(uint32_t(b[0]) | (uint32_t(b[1]) << 8) | (uint32_t(b[2]) << 16)
-                                | (uint32_t(b[3]) << 24));
-}
-
-// Zeroing through a volatile pointer so the compiler keeps it.
-void wipe(void* p, size_t n)
-{
-    volatile unsigned char* v = static_cast<volatile unsigned char*>(p);
-    while (n--)
-        *v++ = 0;
-}
-
 void wipe(QByteArray& bytes)
 {
     if (!bytes.isEmpty())
-        wipe(bytes.data(), size_t(bytes.size()));
+        WipeBytes(bytes.data(), size_t(bytes.size()));
 }
 
 // The cipher always works on whole 8-byte blocks.
@@ -70,9 +48,9 @@ CRecord::CRecord() = default;
 CRecord::~CRecord()
 {
     if (fieldData)
-        wipe(fieldData, size_t(roundUp8(fieldDataLength) + 1));
+        WipeBytes(fieldData, size_t(roundUp8(fieldDataLength) + 1));
     if (firstField)
-        wipe(firstField, size_t(firstFieldLength + 1));
+        WipeBytes(firstField, size_t(firstFieldLength + 1));
     delete[] fieldData;
     delete[] firstField;
 }
@@ -113,7 +91,7 @@ void CRecord::GetDataText(int number, QString& text) const
     std::memcpy(plain.get(), fieldData, size_t(blocks));
     DecryptData(plain.get(), fieldDataLength);
     text = QString::fromLatin1(plain.get() + start, count);
-    wipe(plain.get(), size_t(blocks));
+    WipeBytes(plain.get(), size_t(blocks));
 }
 
 void CRecord::SetDataText(const QString& t0, const QString& t1, const QString& t2,
@@ -121,9 +99,9 @@ void CRecord::SetDataText(const QString& t0, const QString& t1, const QString& t
                           const QString& t6)
 {
     if (fieldData)
-        wipe(fieldData, size_t(roundUp8(fieldDataLength) + 1));
+        WipeBytes(fieldData, size_t(roundUp8(fieldDataLength) + 1));
     if (firstField)
-        wipe(firstField, size_t(firstFieldLength + 1));
+        WipeBytes(firstField, size_t(firstFieldLength + 1));
     delete[] fieldData;
     delete[] firstField;
 
@@ -208,11 +186,11 @@ QByteArray CRecord::Encode() const
     const int data = fieldData ? qMax(0, fieldDataLength) : 0;
     QByteArray out(HeadSize + first + data, '\0');
     char* p = out.data();
-    putLE32(p + OffCategory, category);
+    PutLE32(p + OffCategory, category);
     for (int i = 0; i < 6; ++i)
-        putLE32(p + OffLengths + 4 * i, fieldLength[i]);
-    putLE32(p + OffFirstLength, first);
-    putLE32(p + OffDataLength, data);
+        PutLE32(p + OffLengths + 4 * i, fieldLength[i]);
+    PutLE32(p + OffFirstLength, first);
+    PutLE32(p + OffDataLength, data);
     if (first > 0)
         std::memcpy(p + HeadSize, firstField, size_t(first));
     if (data > 0)
@@ -229,21 +207,21 @@ void CRecord::Decode(const char* data, int size)
     if (size > 0)
         std::memcpy(head, data, size_t(qMin(size, int(HeadSize))));
 
-    category = getLE32(head + OffCategory);
+    category = GetLE32(head + OffCategory);
     for (int i = 0; i < 6; ++i)
-        fieldLength[i] = qMax(0, getLE32(head + OffLengths + 4 * i));
+        fieldLength[i] = qMax(0, GetLE32(head + OffLengths + 4 * i));
 
     // Lengths are clamped to what the record really holds, so a lying head
     // can neither make us read past the input nor allocate huge buffers.
     int available = qMax(0, size - int(HeadSize));
-    const int first = qBound(0, getLE32(head + OffFirstLength), available);
+    const int first = qBound(0, GetLE32(head + OffFirstLength), available);
     available -= first;
-    const int dataLength = qBound(0, getLE32(head + OffDataLength), available);
+    const int dataLength = qBound(0, GetLE32(head + OffDataLength), available);
 
     if (fieldData)
-        wipe(fieldData, size_t(roundUp8(fieldDataLength) + 1));
+        WipeBytes(fieldData, size_t(roundUp8(fieldDataLength) + 1));
     if (firstField)
-        wipe(firstField, size_t(firstFieldLength + 1));
+        WipeBytes(firstField, size_t(firstFieldLength + 1));
     delete[] fieldData;
     delete[] firstField;
 

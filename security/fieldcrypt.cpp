@@ -1,24 +1,13 @@
 #include "security/fieldcrypt.h"
 
+#include "security/wipe.h"
+
 #include <QByteArray>
 
 #include <cstddef>
 #include <cstring>
 
 BLOWFISH_CTX ctx;
-
-namespace {
-
-// Zeroing through a volatile pointer so the compiler cannot drop it as a
-// dead store before the memory is freed.
-void Wipe(char* p, std::size_t n)
-{
-    volatile char* v = p;
-    while (n--)
-        *v++ = 0;
-}
-
-} // namespace
 
 void EncryptSetPwd(QString password)
 {
@@ -36,10 +25,10 @@ void EncryptSetPwd(QString password)
     }
     bf_setPwd(&ctx, key, n);
 
-    Wipe(key, std::size_t(n) + 1);
+    WipeBytes(key, std::size_t(n) + 1);
     delete[] key;
     if (!latin.isEmpty())
-        Wipe(latin.data(), std::size_t(latin.size()));
+        WipeBytes(latin.data(), std::size_t(latin.size()));
 }
 
 void EncryptData(char* data, int len)

@@ -1,5 +1,7 @@
 #include "storage/cxfile.h"
 
+#include "storage/le32.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -30,28 +32,14 @@ constexpr int DbUsed = 8;
 constexpr int MinBlockSize = 64;
 constexpr int MaxBlockSize = 512;
 
-int32_t getLE32(const unsigned char* p)
-{
-    return int32_t(uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24);
-}
-
-void putLE32(unsigned char* p, int32_t value)
-{
-    const uint32_t v = uint32_t(value);
-    p[0] = static_cast<unsigned char>(v);
-    p[1] = static_cast<unsigned char>(v >> 8);
-    p[2] = static_cast<unsigned char>(v >> 16);
-    p[3] = static_cast<unsigned char>(v >> 24);
-}
-
 int32_t field(const unsigned char* block, int offset)
 {
-    return getLE32(block + offset);
+    return GetLE32(block + offset);
 }
 
 void setField(unsigned char* block, int offset, int32_t value)
 {
-    putLE32(block + offset, value);
+    PutLE32(block + offset, value);
 }
 
 unsigned char* entry(unsigned char* block, int position)
@@ -110,21 +98,21 @@ int keepAboveZero(int fd)
 void encodeHeader(const CxFileHeader& header, unsigned char* raw)
 {
     std::memcpy(raw, header.signature, sizeof header.signature);
-    putLE32(raw + 16, header.versionMajor);
-    putLE32(raw + 20, header.versionMinor);
-    putLE32(raw + 24, header.blockSize);
-    putLE32(raw + 28, header.firstIndexBlock);
-    putLE32(raw + 32, header.freeListHead);
+    PutLE32(raw + 16, header.versionMajor);
+    PutLE32(raw + 20, header.versionMinor);
+    PutLE32(raw + 24, header.blockSize);
+    PutLE32(raw + 28, header.firstIndexBlock);
+    PutLE32(raw + 32, header.freeListHead);
 }
 
 void decodeHeader(const unsigned char* raw, CxFileHeader& header)
 {
     std::memcpy(header.signature, raw, sizeof header.signature);
-    header.versionMajor = getLE32(raw + 16);
-    header.versionMinor = getLE32(raw + 20);
-    header.blockSize = getLE32(raw + 24);
-    header.firstIndexBlock = getLE32(raw + 28);
-    header.freeListHead = getLE32(raw + 32);
+    header.versionMajor = GetLE32(raw + 16);
+    header.versionMinor = GetLE32(raw + 20);
+    header.blockSize = GetLE32(raw + 24);
+    header.firstIndexBlock = GetLE32(raw + 28);
+    header.freeListHead = GetLE32(raw + 32);
 }
 
 } // namespace
@@ -743,7 +731,7 @@ int32_t CxFile::GetFreeBlock()
     unsigned char link[4];
     if (head > 0 && usable(head) && readAt(m_fd, head, link, sizeof link)) {
         result = head;
-        m_header.freeListHead = getLE32(link);
+        m_header.freeListHead = GetLE32(link);
     } else {
         // A head outside the file is damage: leave the list alone and grow.
         const off_t end = lseek(m_fd, 0, SEEK_END);
@@ -762,7 +750,7 @@ void CxFile::FreeBlock(int32_t offset)
     if (!isOpen() || offset <= 0 || !usable(offset))
         return;
     unsigned char link[4];
-    putLE32(link, m_header.freeListHead);
+    PutLE32(link, m_header.freeListHead);
     writeAt(m_fd, offset, link, sizeof link);
     m_header.freeListHead = offset;
     WriteHeader();

@@ -1,5 +1,7 @@
 #include "tools/terminal.h"
 
+#include "security/wipe.h"
+
 #include <QByteArray>
 
 #include <cerrno>
@@ -27,13 +29,6 @@ void restoreAndReraise(int sig)
         tcsetattr(g_ttyFd, TCSAFLUSH, &g_saved);
     std::signal(sig, SIG_DFL);
     std::raise(sig);
-}
-
-void wipeBytes(void* p, size_t n)
-{
-    volatile unsigned char* v = static_cast<volatile unsigned char*>(p);
-    while (n--)
-        *v++ = 0;
 }
 
 // One byte at a time, so nothing after the line end is consumed.
@@ -87,7 +82,7 @@ bool CTerminal::readStdinLine(QString& line)
     size_t length = 0;
     const bool any = readLineFd(STDIN_FILENO, buf, sizeof buf, length);
     line = QString::fromLocal8Bit(buf, int(length));
-    wipeBytes(buf, sizeof buf);
+    WipeBytes(buf, sizeof buf);
     return any;
 }
 
@@ -134,7 +129,7 @@ bool CTerminal::readSecret(const QString& prompt, QString& secret)
         ::close(fd);
 
     secret = QString::fromLocal8Bit(buf, int(length));
-    wipeBytes(buf, sizeof buf);
+    WipeBytes(buf, sizeof buf);
     return any;
 }
 
