@@ -151,6 +151,11 @@ void CRecord::WriteRecord(bool update)
         int32_t k = 0;
         while (_AppFile->FindNextRecord() && _AppFile->ReadRecordKey(k) && k == free)
             ++free;
+        // Where the add puts a key that falls between two index blocks
+        // depends on where the cursor stands, so end as probing key by key
+        // would: on the last key in use, then the failed probe of the free one.
+        _AppFile->FindRecord(free - 1);
+        _AppFile->FindRecord(free);
     }
     if (_AppFile->AddRecord(free, bytes.constData(), int32_t(bytes.size())))
         key = free;
