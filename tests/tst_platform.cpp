@@ -10,41 +10,25 @@ class TstPlatform : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_dir;
-
 private slots:
-    void applicationFileName_data()
+    void paths()
     {
-        QTest::addColumn<QString>("xdg");
-        QTest::addColumn<QString>("expectedBase");
-        QTest::newRow("xdg set") << "xdg/deep" << "xdg/deep";
-        QTest::newRow("xdg empty") << "" << "home/.local/share";
-    }
-    void applicationFileName()
-    {
-        QFETCH(QString, xdg);
-        QFETCH(QString, expectedBase);
-        qputenv("HOME", QFile::encodeName(m_dir.filePath(QStringLiteral("home"))));
-        qputenv("XDG_DATA_HOME", xdg.isEmpty() ? QByteArray() : QFile::encodeName(m_dir.filePath(xdg)));
-        const QString path = Global::applicationFileName(QStringLiteral("App"), QStringLiteral("F.Dat"));
-        QCOMPARE(path, m_dir.filePath(expectedBase + QStringLiteral("/App/F.Dat")));
-        struct stat st;
-        QCOMPARE(::stat(QFile::encodeName(QFileInfo(path).path()).constData(), &st), 0);
-        QVERIFY(S_ISDIR(st.st_mode));
-        QCOMPARE(int(st.st_mode & 0777), 0700);
-        QCOMPARE(Global::applicationFileName(QStringLiteral("App"), QStringLiteral("F.Dat")), path);
-    }
-
-    void qpeDir()
-    {
+        QTemporaryDir dir;
+        qputenv("HOME", QFile::encodeName(dir.filePath(QStringLiteral("home"))));
+        // Then an empty XDG_DATA_HOME, which counts as unset.
+        for (const QString& base : {QStringLiteral("xdg/deep"), QStringLiteral("home/.local/share")}) {
+            qputenv("XDG_DATA_HOME", base.startsWith("xdg") ? QFile::encodeName(dir.filePath(base)) : "");
+            const QString path = Global::applicationFileName(QStringLiteral("App"), QStringLiteral("F.Dat"));
+            QCOMPARE(path, dir.filePath(base + QStringLiteral("/App/F.Dat")));
+            struct stat st;
+            QCOMPARE(::stat(QFile::encodeName(QFileInfo(path).path()).constData(), &st), 0);
+            QCOMPARE(int(st.st_mode & (S_IFMT | 0777)), int(S_IFDIR | 0700)); // an owner-only folder
+        }
         qputenv("QPEDIR", "/opt/somewhere");
         QCOMPARE(Global::qpeDir(), QStringLiteral("/opt/somewhere"));
-        // Empty counts as unset: the answer is then the program's own folder
-        // or one that holds pics/.
-        qputenv("QPEDIR", QByteArray());
-        const QString dir = Global::qpeDir();
-        QVERIFY(dir == QCoreApplication::applicationDirPath()
-                || QFileInfo(dir + QStringLiteral("/pics")).isDir());
+        qputenv("QPEDIR", QByteArray()); // unset: the program's folder or one that holds pics/
+        const QString qpe = Global::qpeDir();
+        QVERIFY(qpe == QCoreApplication::applicationDirPath() || QFileInfo(qpe + "/pics").isDir());
     }
 };
 

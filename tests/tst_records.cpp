@@ -19,30 +19,22 @@ class TstRecords : public QObject
     QTemporaryDir m_dir;
     int m_files = 0;
 
-    static QByteArray le(qint32 v)
-    {
-        const qint32 x = qToLittleEndian(v);
-        return QByteArray(reinterpret_cast<const char*>(&x), 4);
-    }
+    static QByteArray le(qint32 v) { QByteArray b(4, '\0'); qToLittleEndian(v, b.data()); return b; }
 
-    static CRecord* newRecord(int category, const QStringList& t, bool encrypted = false)
+    static std::unique_ptr<CRecord> newRecord(int category, const QStringList& t, bool encrypted = false)
     {
-        auto* r = new CRecord;
+        auto r = std::make_unique<CRecord>();
         r->category = category;
         r->encrypted = encrypted;
-        r->SetDataText(t.value(0), t.value(1), t.value(2), t.value(3), t.value(4), t.value(5),
-                       t.value(6));
+        r->SetDataText(t.value(0), t.value(1), t.value(2), t.value(3), t.value(4), t.value(5), t.value(6));
         return r;
     }
 
     static QStringList texts(const CRecord* r)
     {
         QStringList out;
-        for (int n = 0; n < CRecord::TextCount; ++n) {
-            QString s;
-            r->GetDataText(n, s);
-            out << s;
-        }
+        for (int n = 0; n < CRecord::TextCount; ++n)
+            r->GetDataText(n, out.emplace_back());
         return out;
     }
 
@@ -52,127 +44,83 @@ private slots:
         _AppFile = new CxFile(_AppSignature);
         _AppCfg = new CvxConfig(m_dir.filePath(QStringLiteral("r%1.dat").arg(m_files++)));
     }
-    void cleanup()
-    {
-        delete _AppCfg;
-        _AppCfg = nullptr;
-        delete _AppFile;
-        _AppFile = nullptr;
-    }
+    void cleanup() { delete _AppCfg; delete _AppFile; _AppCfg = nullptr; _AppFile = nullptr; }
 
-    void lengths_data()
+    void storedForm()
     {
-        QTest::addColumn<QStringList>("t");
-        QTest::addColumn<QList<int>>("lengths");
-        QTest::addColumn<int>("dataLength");
-        QTest::newRow("mixed") << QStringList{"d", "abc", "", "12345", "", "", ""}
-                               << QList<int>{3, 0, 5, 0, 0, 0} << 8;
-        QTest::newRow("9 bytes") << QStringList{"d", "1234", "", "", "", "", "56789"}
-                                 << QList<int>{4, 0, 0, 0, 0, 5} << 16;
-        QTest::newRow("empty") << QStringList{"desc", "", "", "", "", "", ""}
-                               << QList<int>{0, 0, 0, 0, 0, 0} << 0;
-    }
-    void lengths()
-    {
-        QFETCH(QStringList, t);
-        QFETCH(QList<int>, lengths);
-        QFETCH(int, dataLength);
-        std::unique_ptr<CRecord> r(newRecord(3, t));
-        QCOMPARE(QList<int>(r->fieldLength, r->fieldLength + 6), lengths);
-        QCOMPARE(r->fieldDataLength, dataLength);
-        QCOMPARE(texts(r.get()), t);
-        const QByteArray stored = r->Encode();
-        QCOMPARE(stored.size(), 36 + t[0].size() + dataLength);
-        CRecord back;
-        back.Decode(stored.constData(), int(stored.size()));
-        QCOMPARE(back.Encode(), stored);
-        QCOMPARE(texts(&back), t);
+        // The field bytes are rounded up to whole cipher blocks: 8 stay 8, 9 take 16, none take 0.
+        const QList<QPair<QStringList, int>> cases = {{{"d", "abc", "", "12345", "", "", ""}, 8},
+                                                      {{"d", "1234", "", "", "", "", "56789"}, 16},
+                                                      {{"desc", "", "", "", "", "", ""}, 0}};
+        for (const auto& [t, dataLength] : cases) {
+            const auto r = newRecord(3, t);
+            QByteArray expected = le(3), data;
+            for (int i = 1; i < CRecord::TextCount; ++i) {
+                expected += le(int(t[i].size()));
+                data += t[i].toLatin1();
+            }
+            expected += le(int(t[0].size())) + le(dataLength) + t[0].toLatin1();
+            expected += data.leftJustified(dataLength, '\0');
+            QCOMPARE(r->Encode(), expected);
+            CRecord back;
+            back.Decode(expected.constData(), int(expected.size()));
+            QCOMPARE(texts(&back), t);
+        }
     }
 
     void maskedWhileLocked()
     {
         EncryptAddNewPwd(QStringLiteral("pw"));
-        std::unique_ptr<CRecord> r(newRecord(0, {"desc", "acct", "", "1234", "", "", "note"}, true));
+        const QStringList plain = {"desc", "acct", "", "1234", "", "", "note"};
+        const auto r = newRecord(0, plain, true);
         QVERIFY(!r->Encode().contains("acct"));
-        QVERIFY(_AppCfg->locked);
         QCOMPARE(texts(r.get()), QStringList({"desc", "******", "", "******", "", "", "******"}));
         _AppCfg->locked = false;
-        QCOMPARE(texts(r.get()), QStringList({"desc", "acct", "", "1234", "", "", "note"}));
+        QCOMPARE(texts(r.get()), plain);
     }
 
-    void keysAndLoad()
+    void newKeys()
     {
-        CRecords records;
-        for (int i = 0; i < 4; ++i) {
-            CRecord* r = newRecord(i == 1 ? 0 : 3, {QStringLiteral("r%1").arg(i), "x"});
-            r->WriteRecord(false);
-            records.Append(r);
-        }
-        QVERIFY(_AppFile->FindRecord(1003));
-        _AppFile->DeleteRecord();
-        std::unique_ptr<CRecord> gap(newRecord(3, {"gap"}));
+        for (int i = 0; i < 4; ++i)
+            newRecord(3, {"r"})->WriteRecord(false);
+        QVERIFY(_AppFile->FindRecord(1003) && _AppFile->DeleteRecord());
+        const auto gap = newRecord(3, {"gap"});
         gap->WriteRecord(false);
         QCOMPARE(gap->key, 1003);
-        gap->SetDataText("gap2", "", "", "", "", "", "");
-        gap->WriteRecord(true);
-
-        CCategories cats;
-        cats.LoadAll();
-        CRecords loaded;
-        loaded.LoadAll(&cats);
-        QStringList seen;
-        for (CRecord* r = loaded.first(); r; r = CRecords::nextOf(r)) {
-            seen << QStringLiteral("%1 %2").arg(r->key).arg(texts(r)[0]);
-            QVERIFY(!r->encrypted); // "Bank" is protected, but no password is set
-        }
-        QCOMPARE(seen, QStringList({"1001 r0", "1002 r1", "1003 gap2", "1004 r3"}));
     }
 
-    void damaged_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("first");
-        QTest::addColumn<QString>("text1");
-        const QByteArray lens = le(3) + le(0) + le(0) + le(0) + le(0) + le(0);
-        QTest::newRow("short head") << QByteArray("\x01\x00\x00", 3) << "" << "";
-        QTest::newRow("lying first length") << le(0) + lens + le(1000) + le(8) + "abc" << "abc" << "";
-        QTest::newRow("lying data length") << le(0) + lens + le(2) + le(64) + "abxyz" << "ab" << "xyz";
-        QTest::newRow("negative lengths")
-            << le(0) + le(-5) + le(-1) + le(0) + le(0) + le(0) + le(-9) + le(-2) + le(-8) + "zz"
-            << "" << "";
-        QTest::newRow("data length not a multiple of 8")
-            << le(0) + lens + le(1) + le(5) + "axyz12" << "a" << "xyz";
-        QTest::newRow("lengths past the data")
-            << le(0) + le(6) + le(50) + le(0) + le(0) + le(0) + le(0x7fffffff) + le(0) + le(8)
-                   + "12345678"
-            << "" << "123456";
-    }
     void damaged()
     {
-        QFETCH(QByteArray, bytes);
-        QFETCH(QString, first);
-        QFETCH(QString, text1);
-        // A heap block of exactly the input's size, so ASan sees any overread.
-        std::unique_ptr<char[]> input(new char[size_t(bytes.size())]);
-        std::memcpy(input.get(), bytes.constData(), size_t(bytes.size()));
-        CRecord r;
-        r.Decode(input.get(), int(bytes.size()));
-        QCOMPARE(texts(&r).mid(0, 2), QStringList({first, text1}));
-        QVERIFY(r.Encode().size() <= qMax<qsizetype>(36, bytes.size()));
-
-        // The same bytes read as ciphertext, locked and unlocked, stay in bounds.
+        // Lying lengths in the head.
+        const QByteArray lens = le(3) + le(0) + le(0) + le(0) + le(0) + le(0);
+        const struct { QByteArray bytes; const char *first, *text1; } rows[] = {
+            {QByteArray("\x01\x00\x00", 3), "", ""},
+            {le(0) + lens + le(1000) + le(8) + "abc", "abc", ""},                  // first length too long
+            {le(0) + lens + le(2) + le(64) + "abxyz", "ab", "xyz"},                // data length too long
+            {le(0) + le(-5) + le(-1) + le(0) + le(0) + le(0) + le(-9) + le(-2) + le(-8) + "zz", "", ""},
+            {le(0) + lens + le(1) + le(5) + "axyz12", "a", "xyz"},                 // not whole blocks
+            {le(0) + le(6) + le(50) + le(0) + le(0) + le(0) + le(0x7fffffff) + le(0) + le(8) + "12345678", "",
+             "123456"}};                                                            // fields past the data
         CCategories cats;
         cats.LoadAll();
-        r.category = 0; // "Bank", protected
         EncryptAddNewPwd(QStringLiteral("k"));
-        r.encrypted = true;
-        texts(&r);
-        _AppCfg->locked = false;
-        texts(&r);
-        r.encrypted = false;
-        QVERIFY(r.EncryptRecord(&cats));
-        r.encrypted = true;
-        QCOMPARE(texts(&r)[1], text1);
+        for (const auto& row : rows) {
+            // A heap block of exactly the input's size, so ASan sees any overread.
+            std::unique_ptr<char[]> input(new char[size_t(row.bytes.size())]);
+            std::memcpy(input.get(), row.bytes.constData(), size_t(row.bytes.size()));
+            CRecord r;
+            r.Decode(input.get(), int(row.bytes.size()));
+            QCOMPARE(texts(&r).mid(0, 2), QStringList({row.first, row.text1}));
+            QVERIFY(r.Encode().size() <= qMax<qsizetype>(36, row.bytes.size()));
+
+            r.category = 0; // "Bank", protected: enciphered, then read locked and unlocked
+            QVERIFY(r.EncryptRecord(&cats));
+            r.encrypted = true;
+            _AppCfg->locked = true;
+            texts(&r);
+            _AppCfg->locked = false;
+            QCOMPARE(texts(&r)[1], QString::fromLatin1(row.text1));
+        }
     }
 };
 
