@@ -191,6 +191,8 @@ void CxFileCheck::walkIndexChain()
     qint64 previous = -1;
     bool haveKey = false;
     qint32 lastKey = 0;
+    bool haveBounds = false;
+    qint32 lastHighest = 0;
     QString from = QString("the header's first index block");
 
     // Each step claims a block it has not seen, so the walk ends.
@@ -223,6 +225,19 @@ void CxFileCheck::walkIndexChain()
                 problem(QString("%1: its previous link is %2, but the block before it is at %3")
                             .arg(here).arg(prev).arg(previous));
         }
+
+        // Lookups choose a block by its bounds, so bounds that overlap the
+        // previous block's can send a search to the wrong block.
+        if (lowest > highest)
+            problem(QString("%1: its lowest key %2 is above its highest key %3").arg(here).arg(lowest).arg(highest));
+        if (haveBounds && lowest <= lastHighest)
+            problem(QString("%1: its lowest key %2 is not above the highest key %3 of the block before it")
+                        .arg(here).arg(lowest).arg(lastHighest));
+        haveBounds = true;
+        lastHighest = highest;
+        // Walks stop at an empty block, hiding every record after it.
+        if (count == 0)
+            problem(QString("%1: it holds no entries").arg(here));
 
         int n = count;
         if (count < 0) {

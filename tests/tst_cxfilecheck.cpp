@@ -132,6 +132,8 @@ private slots:
         patch("used twice", "is used twice", 32, idx[0]);
         patch("outside file", "outside the file", multi + 4, m_valid.bytes.size() + 128);
         patch("off boundary", "not on a block boundary", 28, idx[0] + 4);
+        patch("bounds overlap", "is not above the highest key", idx[1], m_valid.word(idx[0] + 4));
+        patch("empty index block", "holds no entries", idx[1] + 20, 0);
     }
 
     void damage()
