@@ -2,6 +2,7 @@
 
 #include "config/appglobals.h"
 #include "model/defaultdb.h"
+#include "model/readcurrent.h"
 #include "platform/global.h"
 #include "storage/cxfile.h"
 #include "storage/le32.h"
@@ -107,14 +108,9 @@ void CvxConfig::load()
         CreateDefaultDatabase();
         return;
     }
-    int32_t size = 0;
-    if (!_AppFile->ReadRecordSize(size) || size < 0)
-        size = 0;
-    QByteArray buffer(qMax<int32_t>(size, StoredSize), '\0');
-    int32_t got = 0;
-    if (size > 0 && !_AppFile->ReadRecord(buffer.data(), got))
-        got = 0;
-    Decode(buffer.constData(), qMin(got, size));
+    QByteArray buffer;
+    ReadCurrentRecord(*_AppFile, buffer);
+    Decode(buffer.constData(), int(buffer.size()));
 }
 
 void CvxConfig::save()

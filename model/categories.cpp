@@ -2,6 +2,7 @@
 
 #include "config/appglobals.h"
 #include "model/indexlist.h"
+#include "model/readcurrent.h"
 #include "storage/cxfile.h"
 
 #include <QByteArray>
@@ -33,15 +34,10 @@ void CCategories::LoadAll()
         int32_t key = 0;
         if (!_AppFile->ReadRecordKey(key) || key > LastCategoryKey)
             break;
-        int32_t size = 0;
-        if (!_AppFile->ReadRecordSize(size) || size < 0)
-            continue;
-        buffer.resize(size);
-        int32_t got = 0;
-        if (size > 0 && !_AppFile->ReadRecord(buffer.data(), got))
+        if (!ReadCurrentRecord(*_AppFile, buffer))
             continue;
         auto* category = new CCategory;
-        category->Decode(buffer.constData(), qMin(got, size));
+        category->Decode(buffer.constData(), int(buffer.size()));
         if (!InsertSeq(category, false))
             delete category;
     }

@@ -163,17 +163,15 @@ void CRecord::WriteRecord(bool update)
 
 bool CRecord::EncryptRecord(CCategories* categories)
 {
-    if (!categories)
-        return false;
-    CCategory* c = categories->GetCategory(category);
-    if (!c || !c->isProtected)
-        return false;
-    if (fieldData)
-        EncryptData(fieldData, fieldDataLength);
-    return true;
+    return Recipher(categories, EncryptData);
 }
 
 bool CRecord::DecryptRecord(CCategories* categories)
+{
+    return Recipher(categories, DecryptData);
+}
+
+bool CRecord::Recipher(CCategories* categories, void (*cipher)(char*, int))
 {
     if (!categories)
         return false;
@@ -181,7 +179,7 @@ bool CRecord::DecryptRecord(CCategories* categories)
     if (!c || !c->isProtected)
         return false;
     if (fieldData)
-        DecryptData(fieldData, fieldDataLength);
+        cipher(fieldData, fieldDataLength);
     return true;
 }
 

@@ -42,6 +42,10 @@ public:
     // The stored form, and back from `size` bytes of a possibly damaged record.
     QByteArray Encode() const;
     void Decode(const char* data, int size);
+
+private:
+    // Runs the cipher over the field data when the category is protected.
+    bool Recipher(CCategories* categories, void (*cipher)(char*, int));
 };
 
 #endif

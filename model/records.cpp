@@ -3,6 +3,7 @@
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
 #include "model/categories.h"
+#include "model/readcurrent.h"
 #include "security/fieldcrypt.h"
 #include "security/password.h"
 #include "storage/cxfile.h"
@@ -27,18 +28,13 @@ void CRecords::LoadAll(CCategories* categories)
     const bool passwordSet = _AppCfg && _AppCfg->hasPassword();
     QByteArray buffer;
     while (_AppFile->FindNextRecord()) {
-        int32_t size = 0;
-        if (!_AppFile->ReadRecordSize(size) || size < 0)
-            continue;
-        buffer.resize(size);
-        int32_t got = 0;
-        if (size > 0 && !_AppFile->ReadRecord(buffer.data(), got))
+        if (!ReadCurrentRecord(*_AppFile, buffer))
             continue;
         int32_t key = 0;
         _AppFile->ReadRecordKey(key);
 
         auto* record = new CRecord;
-        record->Decode(buffer.constData(), qMin(got, size));
+        record->Decode(buffer.constData(), int(buffer.size()));
         record->key = key;
         // With no categories at all nothing can be protected.
         CCategory* c = categories ? categories->GetCategory(record->category) : nullptr;
@@ -86,19 +82,17 @@ void CRecords::ReplacePwdAllRecords(QString password, CCategories* categories)
 
 void CRecords::EncryptCategoryRecords(CCategory* category)
 {
-    if (!category)
-        return;
-    for (CRecord* r = first(); r; r = nextOf(r)) {
-        if (r->category != category->id)
-            continue;
-        if (r->fieldData)
-            EncryptData(r->fieldData, r->fieldDataLength);
-        r->encrypted = true;
-        r->WriteRecord(true);
-    }
+    RecipherCategory(category, EncryptData, true);
 }
 
 void CRecords::DecryptCategoryRecords(CCategory* category)
+{
+    RecipherCategory(category, DecryptData, false);
+}
+
+// Every record of the category, whatever its state: callers only come here
+// when the category's protection really changes.
+void CRecords::RecipherCategory(CCategory* category, void (*cipher)(char*, int), bool encrypted)
 {
     if (!category)
         return;
@@ -106,8 +100,8 @@ void CRecords::DecryptCategoryRecords(CCategory* category)
         if (r->category != category->id)
             continue;
         if (r->fieldData)
-            DecryptData(r->fieldData, r->fieldDataLength);
-        r->encrypted = false;
+            cipher(r->fieldData, r->fieldDataLength);
+        r->encrypted = encrypted;
         r->WriteRecord(true);
     }
 }

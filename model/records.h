@@ -25,6 +25,9 @@ public:
 
     CRecord* first() const { return static_cast<CRecord*>(head); }
     static CRecord* nextOf(CRecord* r) { return static_cast<CRecord*>(r->next); }
+
+private:
+    void RecipherCategory(CCategory* category, void (*cipher)(char*, int), bool encrypted);
 };
 
 #endif
