@@ -14,8 +14,10 @@ inline bool ReadCurrentRecord(CxFile& file, QByteArray& buffer)
         return false;
     buffer.resize(size);
     int32_t got = 0;
-    if (size > 0 && !file.ReadRecord(buffer.data(), got))
+    if (size > 0 && !file.ReadRecord(buffer.data(), got)) {
+        buffer.clear();
         return false;
+    }
     buffer.resize(qMin(got, size));
     return true;
 }
