@@ -47,12 +47,19 @@ CRecord::CRecord() = default;
 
 CRecord::~CRecord()
 {
+    FreeBuffers();
+}
+
+void CRecord::FreeBuffers()
+{
     if (fieldData)
         WipeBytes(fieldData, size_t(roundUp8(fieldDataLength) + 1));
     if (firstField)
         WipeBytes(firstField, size_t(firstFieldLength + 1));
     delete[] fieldData;
     delete[] firstField;
+    fieldData = nullptr;
+    firstField = nullptr;
 }
 
 void CRecord::GetDataText(int number, QString& text) const
@@ -98,12 +105,7 @@ void CRecord::SetDataText(const QString& t0, const QString& t1, const QString& t
                           const QString& t3, const QString& t4, const QString& t5,
                           const QString& t6)
 {
-    if (fieldData)
-        WipeBytes(fieldData, size_t(roundUp8(fieldDataLength) + 1));
-    if (firstField)
-        WipeBytes(firstField, size_t(firstFieldLength + 1));
-    delete[] fieldData;
-    delete[] firstField;
+    FreeBuffers();
 
     QByteArray first = t0.toLatin1();
     firstFieldLength = int(first.size());
@@ -221,12 +223,7 @@ void CRecord::Decode(const char* data, int size)
     available -= first;
     const int dataLength = qBound(0, GetLE32(head + OffDataLength), available);
 
-    if (fieldData)
-        WipeBytes(fieldData, size_t(roundUp8(fieldDataLength) + 1));
-    if (firstField)
-        WipeBytes(firstField, size_t(firstFieldLength + 1));
-    delete[] fieldData;
-    delete[] firstField;
+    FreeBuffers();
 
     firstFieldLength = first;
     firstField = new char[size_t(first) + 1];

@@ -44,6 +44,8 @@ public:
     void Decode(const char* data, int size);
 
 private:
+    // Wipes the texts before their memory goes back.
+    void FreeBuffers();
     // Runs the cipher over the field data when the category is protected.
     bool Recipher(CCategories* categories, void (*cipher)(char*, int));
 };
