@@ -2,7 +2,7 @@
 
 #include "config/appglobals.h"
 #include "model/defaultdb.h"
-#include "model/readcurrent.h"
+#include "storage/readcurrent.h"
 #include "platform/global.h"
 #include "storage/cxfile.h"
 #include "storage/le32.h"

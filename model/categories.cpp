@@ -2,7 +2,7 @@
 
 #include "config/appglobals.h"
 #include "model/indexlist.h"
-#include "model/readcurrent.h"
+#include "storage/readcurrent.h"
 #include "storage/cxfile.h"
 
 #include <QByteArray>

@@ -3,7 +3,7 @@
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
 #include "model/categories.h"
-#include "model/readcurrent.h"
+#include "storage/readcurrent.h"
 #include "security/fieldcrypt.h"
 #include "security/password.h"
 #include "storage/cxfile.h"
