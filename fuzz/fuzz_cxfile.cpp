@@ -12,14 +12,17 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
+constexpr char Signature[] = "Vaultix0001";
+
 class QuietFile : public CxFile
 {
 public:
-    QuietFile() : CxFile("Vaultix0001") {}
+    QuietFile() : CxFile(Signature) {}
     void FlushToDisk() override {}
 };
 
@@ -39,12 +42,16 @@ bool writeFile(const uint8_t* data, size_t size)
     return ok;
 }
 
+// No length may be trusted beyond the file's own size.
 void readEntry(CxFile& file)
 {
     int32_t key = 0, size = -1, got = -1;
     file.ReadRecordKey(key);
-    if (!file.ReadRecordSize(size) || size < 0 || size > (1 << 20))
+    if (!file.ReadRecordSize(size))
         return;
+    struct stat info = {};
+    if (size < 0 || ::stat(scratchPath().c_str(), &info) != 0 || size > info.st_size)
+        __builtin_trap();
     std::vector<char> buffer(size_t(size) + 1);
     file.ReadRecord(buffer.data() + 1, got); // +1: catches writes before the buffer too
     if (got < 0 || got > size)
@@ -84,8 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::vector<uint8_t> bytes(data + 1, data + size);
     // Usually give the file our signature, so the fuzzer spends its time
     // past the header check.
-    if ((options & 1) == 0 && bytes.size() >= 16)
-        std::memcpy(bytes.data(), "Vaultix0001\0\0\0\0\0", 16);
+    if ((options & 1) == 0 && bytes.size() >= CxLayout::SignatureSize)
+        std::memcpy(bytes.data(), "Vaultix0001\0\0\0\0\0", CxLayout::SignatureSize);
     if (!writeFile(bytes.data(), bytes.size()))
         return 0;
 

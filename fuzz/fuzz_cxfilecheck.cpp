@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     QByteArray bytes(reinterpret_cast<const char*>(data) + 1, static_cast<qsizetype>(size - 1));
     if ((data[0] & 1) && bytes.size() >= 16)
         bytes.replace(0, 16, QByteArray("Vaultix0001\0\0\0\0\0", 16));
-    CxFileCheck check(bytes);
+    CxFileCheck check(bytes, "Vaultix0001");
     const bool sound = check.run();
     // A sound verdict never comes with problems, a damaged one always does.
     if (sound != check.problems().isEmpty())

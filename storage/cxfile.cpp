@@ -1,5 +1,6 @@
 #include "storage/cxfile.h"
 
+#include "storage/cxlayout.h"
 #include "storage/le32.h"
 
 #include <algorithm>
@@ -13,24 +14,7 @@
 
 namespace {
 
-// Index block fields.
-constexpr int IxLowest = 0;
-constexpr int IxHighest = 4;
-constexpr int IxOwn = 8;
-constexpr int IxNext = 12;
-constexpr int IxPrev = 16;
-constexpr int IxCount = 20;
-// Index entry fields.
-constexpr int EnKey = 0;
-constexpr int EnFirst = 4;
-constexpr int EnLength = 8;
-// Data block fields.
-constexpr int DbPrev = 0;
-constexpr int DbNext = 4;
-constexpr int DbUsed = 8;
-
-constexpr int MinBlockSize = 64;
-constexpr int MaxBlockSize = 512;
+using namespace CxLayout;
 
 int32_t field(const unsigned char* block, int offset)
 {
@@ -44,7 +28,7 @@ void setField(unsigned char* block, int offset, int32_t value)
 
 unsigned char* entry(unsigned char* block, int position)
 {
-    return block + CxFile::IndexHeadSize + position * CxFile::IndexEntrySize;
+    return block + entryAt(position);
 }
 
 int32_t entryKey(unsigned char* block, int position)
@@ -97,22 +81,22 @@ int keepAboveZero(int fd)
 
 void encodeHeader(const CxFileHeader& header, unsigned char* raw)
 {
-    std::memcpy(raw, header.signature, sizeof header.signature);
-    PutLE32(raw + 16, header.versionMajor);
-    PutLE32(raw + 20, header.versionMinor);
-    PutLE32(raw + 24, header.blockSize);
-    PutLE32(raw + 28, header.firstIndexBlock);
-    PutLE32(raw + 32, header.freeListHead);
+    std::memcpy(raw + HdSignature, header.signature, sizeof header.signature);
+    PutLE32(raw + HdVersionMajor, header.versionMajor);
+    PutLE32(raw + HdVersionMinor, header.versionMinor);
+    PutLE32(raw + HdBlockSize, header.blockSize);
+    PutLE32(raw + HdFirstIndex, header.firstIndexBlock);
+    PutLE32(raw + HdFreeHead, header.freeListHead);
 }
 
 void decodeHeader(const unsigned char* raw, CxFileHeader& header)
 {
-    std::memcpy(header.signature, raw, sizeof header.signature);
-    header.versionMajor = GetLE32(raw + 16);
-    header.versionMinor = GetLE32(raw + 20);
-    header.blockSize = GetLE32(raw + 24);
-    header.firstIndexBlock = GetLE32(raw + 28);
-    header.freeListHead = GetLE32(raw + 32);
+    std::memcpy(header.signature, raw + HdSignature, sizeof header.signature);
+    header.versionMajor = GetLE32(raw + HdVersionMajor);
+    header.versionMinor = GetLE32(raw + HdVersionMinor);
+    header.blockSize = GetLE32(raw + HdBlockSize);
+    header.firstIndexBlock = GetLE32(raw + HdFirstIndex);
+    header.freeListHead = GetLE32(raw + HdFreeHead);
 }
 
 } // namespace
@@ -575,11 +559,21 @@ bool CxFile::ReadRecordKey(int32_t& key)
     return true;
 }
 
+// No record can be longer than the file holding it: a damaged length must
+// not make a caller allocate for it.
+bool CxFile::plausibleLength(int32_t length) const
+{
+    return length >= 0 && length <= m_fileSize - HeaderSize;
+}
+
 bool CxFile::ReadRecordSize(int32_t& size)
 {
     if (!isOpen() || !hasCurrentEntry())
         return false;
-    size = field(entry(m_indexBlock, m_currentEntry), EnLength);
+    const int32_t length = field(entry(m_indexBlock, m_currentEntry), EnLength);
+    if (!plausibleLength(length))
+        return false;
+    size = length;
     return true;
 }
 
@@ -589,8 +583,10 @@ bool CxFile::ReadRecord(char* buffer, int32_t& size)
     if (!isOpen() || !hasCurrentEntry())
         return false;
     const unsigned char* e = entry(m_indexBlock, m_currentEntry);
-    const int32_t length = std::max(field(e, EnLength), 0);
-    const int32_t payload = blockSize() - DataHeadSize;
+    const int32_t length = field(e, EnLength);
+    if (!plausibleLength(length))
+        return false;
+    const int32_t payload = CxLayout::payload(blockSize());
     int32_t offset = field(e, EnFirst);
     for (int64_t steps = 0; offset >= 1 && steps < maxBlocks(); ++steps) {
         if (!readBlock(offset, m_dataBlock))
@@ -608,7 +604,7 @@ bool CxFile::ReadRecord(char* buffer, int32_t& size)
 
 void CxFile::writeDataChain(int32_t first, const char* data, int32_t size)
 {
-    const int32_t payload = blockSize() - DataHeadSize;
+    const int32_t payload = CxLayout::payload(blockSize());
     setField(m_dataBlock, DbPrev, -1);
     if (size <= 0) {
         setField(m_dataBlock, DbNext, -1);
@@ -729,7 +725,7 @@ int32_t CxFile::GetFreeBlock()
     int32_t result = -1;
     const int32_t head = m_header.freeListHead;
     unsigned char link[4];
-    if (head > 0 && usable(head) && readAt(m_fd, head, link, sizeof link)) {
+    if (head > 0 && usable(head) && readAt(m_fd, head + FrNext, link, sizeof link)) {
         result = head;
         m_header.freeListHead = GetLE32(link);
     } else {
@@ -751,7 +747,7 @@ void CxFile::FreeBlock(int32_t offset)
         return;
     unsigned char link[4];
     PutLE32(link, m_header.freeListHead);
-    writeAt(m_fd, offset, link, sizeof link);
+    writeAt(m_fd, offset + FrNext, link, sizeof link);
     m_header.freeListHead = offset;
     WriteHeader();
 }

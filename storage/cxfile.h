@@ -1,6 +1,8 @@
 #ifndef VAULTIX_STORAGE_CXFILE_H
 #define VAULTIX_STORAGE_CXFILE_H
 
+#include "storage/cxlayout.h"
+
 #include <cstdint>
 
 // The on-disk header, 36 bytes, all integers little-endian.
@@ -50,14 +52,10 @@ public:
     bool isOpen() const { return m_fd >= 1; }
     const CxFileHeader& header() const { return m_header; }
 
-    static constexpr int HeaderSize = 36;
-    static constexpr int IndexHeadSize = 24;
-    static constexpr int IndexEntrySize = 12;
-    static constexpr int DataHeadSize = 12;
-
 private:
     int32_t blockSize() const { return m_header.blockSize; }
-    int capacity() const { return (m_header.blockSize - IndexHeadSize) / IndexEntrySize; }
+    int capacity() const { return CxLayout::capacity(m_header.blockSize); }
+    bool plausibleLength(int32_t length) const;
     int64_t maxBlocks() const;
     bool usable(int64_t offset) const;
     bool readBlock(int32_t offset, unsigned char* block);

@@ -1,5 +1,7 @@
 #include "storage/cxfilecheck.h"
 
+#include "storage/cxlayout.h"
+
 #include <QtEndian>
 #include <QVector>
 
@@ -8,10 +10,7 @@
 
 namespace {
 
-constexpr int HeaderSize = 36;
-constexpr int IndexHeadSize = 24;
-constexpr int IndexEntrySize = 12;
-constexpr int DataHeadSize = 12;
+using namespace CxLayout;
 
 struct Entry
 {
@@ -35,7 +34,7 @@ QString printable(const char* text, int length)
 
 CxFileCheck::CxFileCheck(const QByteArray& bytes, const char* signature)
     : m_bytes(bytes)
-    , m_signature(signature ? QByteArray(signature).left(15) : QByteArray())
+    , m_signature(signature ? QByteArray(signature).left(SignatureSize - 1) : QByteArray())
 {
 }
 
@@ -86,9 +85,9 @@ bool CxFileCheck::checkHeader()
         return false;
     }
     const char* sig = m_bytes.constData();
-    const void* nul = std::memchr(sig, 0, 16);
+    const void* nul = std::memchr(sig, 0, SignatureSize);
     if (!nul) {
-        problem(QString("the signature \"%1\" is not NUL-terminated").arg(printable(sig, 16)));
+        problem(QString("the signature \"%1\" is not NUL-terminated").arg(printable(sig, SignatureSize)));
         return false;
     }
     const int sigLength = static_cast<int>(static_cast<const char*>(nul) - sig);
@@ -97,10 +96,11 @@ bool CxFileCheck::checkHeader()
                     .arg(printable(sig, sigLength), printable(m_signature.constData(), m_signature.size())));
         return false;
     }
-    m_blockSize = word(24);
+    m_blockSize = word(HdBlockSize);
     const bool powerOfTwo = m_blockSize > 0 && (m_blockSize & (m_blockSize - 1)) == 0;
-    if (!powerOfTwo || m_blockSize < 64 || m_blockSize > 512) {
-        problem(QString("the block size %1 is not a power of two from 64 to 512").arg(m_blockSize));
+    if (!powerOfTwo || m_blockSize < MinBlockSize || m_blockSize > MaxBlockSize) {
+        problem(QString("the block size %1 is not a power of two from %2 to %3")
+                    .arg(m_blockSize).arg(MinBlockSize).arg(MaxBlockSize));
         return false;
     }
     return true;
@@ -113,9 +113,9 @@ void CxFileCheck::computeGrid()
     // the old bytes and appends its blocks behind them, so its blocks sit at
     // the old length plus whole blocks. The file's length then still lies on
     // that grid, as does every block the header points to.
-    qint32 anchor = word(28);
+    qint32 anchor = word(HdFirstIndex);
     if (anchor < 1)
-        anchor = word(32);
+        anchor = word(HdFreeHead);
     m_base = HeaderSize;
     if ((m_size - HeaderSize) % bs != 0 && anchor >= HeaderSize && (anchor - m_size) % bs == 0)
         m_base = m_size % bs;
@@ -181,11 +181,11 @@ bool CxFileCheck::claim(qint64 offset, Use use, qint32 key, const QString& what)
 
 void CxFileCheck::walkIndexChain()
 {
-    const qint32 first = word(28);
+    const qint32 first = word(HdFirstIndex);
     if (first < 1)
         return; // no record
 
-    const int capacity = (m_blockSize - IndexHeadSize) / IndexEntrySize;
+    const int capacity = CxLayout::capacity(m_blockSize);
     QVector<Entry> entries;
     qint64 offset = first;
     qint64 previous = -1;
@@ -208,12 +208,12 @@ void CxFileCheck::walkIndexChain()
             break;
 
         const QString here = QString("index block at %1").arg(offset);
-        const qint32 lowest = word(offset);
-        const qint32 highest = word(offset + 4);
-        const qint32 own = word(offset + 8);
-        const qint32 next = word(offset + 12);
-        const qint32 prev = word(offset + 16);
-        const qint32 count = word(offset + 20);
+        const qint32 lowest = word(offset + IxLowest);
+        const qint32 highest = word(offset + IxHighest);
+        const qint32 own = word(offset + IxOwn);
+        const qint32 next = word(offset + IxNext);
+        const qint32 prev = word(offset + IxPrev);
+        const qint32 count = word(offset + IxCount);
 
         if (own != offset)
             problem(QString("%1: its own-offset field says %2").arg(here).arg(own));
@@ -250,8 +250,8 @@ void CxFileCheck::walkIndexChain()
         }
 
         for (int i = 0; i < n; ++i) {
-            const qint64 at = offset + IndexHeadSize + qint64(i) * IndexEntrySize;
-            const Entry e{word(at), word(at + 4), word(at + 8)};
+            const qint64 at = offset + entryAt(i);
+            const Entry e{word(at + EnKey), word(at + EnFirst), word(at + EnLength)};
             if (haveKey && e.key <= lastKey)
                 problem(QString("%1: key %2 is not above the previous key %3").arg(here).arg(e.key).arg(lastKey));
             if (i == 0 && e.key < lowest)
@@ -286,6 +286,9 @@ void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
     const QString record = QString("record %1").arg(key);
     if (length < 0)
         problem(QString("%1: its length %2 is negative").arg(record).arg(length));
+    // Readers refuse such a length rather than allocate for it.
+    else if (length > m_size - HeaderSize)
+        problem(QString("%1: its length %2 is longer than the file (%3 bytes)").arg(record).arg(length).arg(m_size));
     if (first < 1) {
         problem(QString("%1: it has no data block (first data block offset %2)").arg(record).arg(first));
         return;
@@ -299,7 +302,7 @@ void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
         return;
     }
 
-    const qint32 payload = m_blockSize - DataHeadSize;
+    const qint32 payload = CxLayout::payload(m_blockSize);
     qint64 offset = first;
     qint64 previous = -1;
     qint64 total = 0;
@@ -322,9 +325,9 @@ void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
         }
 
         const QString here = QString("%1: data block at %2").arg(record).arg(offset);
-        const qint32 prev = word(offset);
-        const qint32 next = word(offset + 4);
-        const qint32 used = word(offset + 8);
+        const qint32 prev = word(offset + DbPrev);
+        const qint32 next = word(offset + DbNext);
+        const qint32 used = word(offset + DbUsed);
         if (prev != previous)
             problem(QString("%1: its previous link is %2, not %3").arg(here).arg(prev).arg(previous));
         if (used < 0 || used > payload) {
@@ -350,7 +353,7 @@ void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
 
 void CxFileCheck::walkFreeList()
 {
-    qint64 offset = word(32);
+    qint64 offset = word(HdFreeHead);
     QString from = QString("the header's free list head");
     while (offset >= 1) {
         if (!blockAt(offset, from))
@@ -363,6 +366,6 @@ void CxFileCheck::walkFreeList()
         if (!claim(offset, Use::Free, 0, from))
             break;
         from = QString("free block at %1's next link").arg(offset);
-        offset = word(offset);
+        offset = word(offset + FrNext);
     }
 }

@@ -11,7 +11,8 @@
 class CxFileCheck
 {
 public:
-    explicit CxFileCheck(const QByteArray& bytes, const char* signature = "Vaultix0001");
+    // The signature is the one the file's owner gave its record file.
+    CxFileCheck(const QByteArray& bytes, const char* signature);
 
     // True when no problem was found.
     bool run();

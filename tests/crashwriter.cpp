@@ -19,7 +19,7 @@ namespace {
 class KilledFile : public CxFile
 {
 public:
-    explicit KilledFile(long dieAt) : CxFile("Vaultix0001"), m_dieAt(dieAt) {}
+    explicit KilledFile(long dieAt) : CxFile(TestSignature), m_dieAt(dieAt) {}
     void FlushToDisk() override
     {
         if (++m_flushes == m_dieAt)

@@ -12,11 +12,17 @@
 
 #include <climits>
 
+// Field offsets and sizes read like the format's own names.
+using namespace CxLayout;
+
+// The application's signature; the engine itself has none.
+constexpr char TestSignature[] = "Vaultix0001";
+
 // Skips fsync so long sequences stay fast.
 class QuietFile : public CxFile
 {
 public:
-    QuietFile() : CxFile("Vaultix0001") {}
+    QuietFile() : CxFile(TestSignature) {}
     void FlushToDisk() override {}
 };
 
@@ -59,15 +65,15 @@ inline QByteArray readCurrent(CxFile& file)
 inline QList<qint32> indexKeys(const QByteArray& b, qint64 block)
 {
     QList<qint32> keys;
-    for (int i = 0; i < le32(b, block + 20); ++i)
-        keys << le32(b, block + 24 + 12 * i);
+    for (int i = 0; i < le32(b, block + IxCount); ++i)
+        keys << le32(b, block + entryAt(i) + EnKey);
     return keys;
 }
 
 // A file written without interruption checks clean and uses every block.
 inline QString structureProblem(const QByteArray& bytes)
 {
-    CxFileCheck check(bytes);
+    CxFileCheck check(bytes, TestSignature);
     if (!check.run())
         return check.problems().join('\n');
     return check.unusedBlockCount() ? QString("%1 unused blocks").arg(check.unusedBlockCount()) : QString();

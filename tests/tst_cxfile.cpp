@@ -21,11 +21,12 @@ private slots:
             QFile::remove(m_path);
             QCOMPARE(QuietFile().Create(m_path.toLocal8Bit().constData(), requested, 3, 2), 0);
             const QByteArray b = fileBytes(m_path);
-            QCOMPARE(b.left(16), QByteArray("Vaultix0001\0\0\0\0\0", 16));
+            QCOMPARE(b.left(SignatureSize), QByteArray("Vaultix0001\0\0\0\0\0", SignatureSize));
             // The requested size leads both lists to name the failing case.
-            QCOMPARE((QList<qint32>{qint32(requested), qint32(b.size()), le32(b, 16), le32(b, 20), le32(b, 24),
-                                    le32(b, 28), le32(b, 32)}),
-                     (QList<qint32>{qint32(requested), 36, 3, 2, expected, -1, -1}));
+            QCOMPARE((QList<qint32>{qint32(requested), qint32(b.size()), le32(b, HdVersionMajor),
+                                    le32(b, HdVersionMinor), le32(b, HdBlockSize), le32(b, HdFirstIndex),
+                                    le32(b, HdFreeHead)}),
+                     (QList<qint32>{qint32(requested), HeaderSize, 3, 2, expected, -1, -1}));
         }
     }
 
@@ -68,7 +69,8 @@ private slots:
         QCOMPARE(indexKeys(b, 2468), (QList<qint32>{0, 100, 101, 102, 103, 104, 105, 106}));
         QCOMPARE(indexKeys(b, 36), (QList<qint32>{107, 108, 109, 110, 111, 112, 1000}));
         // First index block, its next link; bounds and next link of the second.
-        QCOMPARE((QList<qint32>{le32(b, 28), le32(b, 2468 + 12), le32(b, 36), le32(b, 36 + 4), le32(b, 36 + 12)}),
+        QCOMPARE((QList<qint32>{le32(b, HdFirstIndex), le32(b, 2468 + IxNext), le32(b, 36 + IxLowest),
+                                le32(b, 36 + IxHighest), le32(b, 36 + IxNext)}),
                  (QList<qint32>{2468, 36, 107, 1000, -1}));
         QCOMPARE(structureProblem(b), QString());
     }
@@ -82,11 +84,13 @@ private slots:
         for (int size : {232, 0, 300})
             QVERIFY(file.AddRecord(size, pattern(size, size).constData(), size));
         QByteArray b = fileBytes(m_path);
-        QCOMPARE(b.size(), 36 + 7 * 128);
+        QCOMPARE(b.size(), HeaderSize + 7 * 128);
+        // The third entry of the one index block, at the file's first block.
+        const qint64 third = HeaderSize + entryAt(2);
         QList<qint32> used, chain;
-        for (qint32 d = le32(b, 36 + 24 + 2 * 12 + 4); d > 0; d = le32(b, d + 4)) {
+        for (qint32 d = le32(b, third + EnFirst); d > 0; d = le32(b, d + DbNext)) {
             chain << d;
-            used << le32(b, d + 8);
+            used << le32(b, d + DbUsed);
         }
         QCOMPARE(used, (QList<qint32>{116, 116, 68}));
         for (int size : {232, 0, 300}) {
@@ -99,11 +103,12 @@ private slots:
         QVERIFY(file.UpdateRecord(pattern(10, 9).constData(), 10));
         QCOMPARE(readCurrent(file), pattern(10, 9));
         b = fileBytes(m_path);
-        QCOMPARE((QList<qint32>{qint32(b.size()), le32(b, 36 + 24 + 2 * 12 + 4), le32(b, 32), le32(b, chain[1])}),
-                 (QList<qint32>{36 + 7 * 128, chain[2], chain[1], chain[0]}));
+        QCOMPARE((QList<qint32>{qint32(b.size()), le32(b, third + EnFirst), le32(b, HdFreeHead),
+                                le32(b, chain[1] + FrNext)}),
+                 (QList<qint32>{HeaderSize + 7 * 128, chain[2], chain[1], chain[0]}));
         QVERIFY(file.AddRecord(400, "abc", 3));
         b = fileBytes(m_path);
-        QCOMPARE(le32(b, 36 + 24 + 3 * 12 + 4), chain[1]);
+        QCOMPARE(le32(b, HeaderSize + entryAt(3) + EnFirst), chain[1]);
         QCOMPARE(structureProblem(b), QString());
     }
 
@@ -131,22 +136,22 @@ private slots:
         for (int key = 1; key <= 4; ++key) // capacity 3: blocks {1,2} {3,4}
             QVERIFY(file.AddRecord(key, "v", 1));
         QByteArray b = fileBytes(m_path);
-        const qint32 firstBlock = le32(b, 28);
-        const qint32 secondBlock = le32(b, firstBlock + 12);
+        const qint32 firstBlock = le32(b, HdFirstIndex);
+        const qint32 secondBlock = le32(b, firstBlock + IxNext);
         QCOMPARE(indexKeys(b, secondBlock), (QList<qint32>{3, 4}));
 
         QVERIFY(file.FindRecord(2) && file.DeleteRecord());
         QCOMPARE(currentKey(file), 1);
         QVERIFY(file.FindRecord(1) && file.DeleteRecord());
         b = fileBytes(m_path);
-        QCOMPARE((QList<qint32>{le32(b, 28), le32(b, secondBlock + 16), le32(b, 32)}),
+        QCOMPARE((QList<qint32>{le32(b, HdFirstIndex), le32(b, secondBlock + IxPrev), le32(b, HdFreeHead)}),
                  (QList<qint32>{secondBlock, -1, firstBlock}));
         QCOMPARE(structureProblem(b), QString());
 
         QVERIFY(file.FindRecord(3) && file.DeleteRecord() && file.FindRecord(4) && file.DeleteRecord());
         QVERIFY(!file.FindFirstRecord());
         b = fileBytes(m_path);
-        QCOMPARE(le32(b, 28), -1);
+        QCOMPARE(le32(b, HdFirstIndex), -1);
         QCOMPARE(structureProblem(b), QString());
         QVERIFY(file.AddRecord(9, "again", 5) && file.FindRecord(9));
         QCOMPARE(readCurrent(file), QByteArray("again"));

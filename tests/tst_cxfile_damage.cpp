@@ -1,5 +1,6 @@
 #include "cxfiletest.h"
 
+#include <QFileInfo>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -10,13 +11,16 @@ namespace {
 using Edits = QList<QPair<qint32, qint32>>;
 
 // Reads the current entry the way callers do: size first, then a buffer of
-// exactly that size, so any overrun shows under AddressSanitizer.
-void readEntry(CxFile& file)
+// exactly that size, so any overrun shows under AddressSanitizer. No size
+// may be longer than the file, whatever its index says.
+void readEntry(CxFile& file, const QString& path)
 {
+    const qint64 fileSize = QFileInfo(path).size();
     int32_t key = 0, size = -1, got = -1;
     file.ReadRecordKey(key);
-    if (!file.ReadRecordSize(size) || size < 0 || size > (1 << 20))
+    if (!file.ReadRecordSize(size))
         return;
+    QVERIFY2(size >= 0 && size <= fileSize, qPrintable(QString("size %1").arg(size)));
     QByteArray buffer(size, '\0');
     QVERIFY(file.ReadRecord(buffer.data(), got) && got >= 0 && got <= size);
 }
@@ -45,15 +49,15 @@ class TestCxFileDamage : public QObject
         for (int pass = 0; pass < 2; ++pass) {
             int steps = 0;
             for (bool more = file.FindFirstRecord(); more && steps < 100000; more = file.FindNextRecord(), ++steps)
-                readEntry(file);
+                readEntry(file, m_path);
             QVERIFY2(steps < 100000, "walk did not end");
             file.FindNextRecord();
-            readEntry(file);
+            readEntry(file, m_path);
             if (file.FindLastRecord())
-                readEntry(file);
+                readEntry(file, m_path);
             for (int i = 0; i < 12; ++i) {
                 if (file.FindRecord(int32_t(rng.bounded(60)) - 5))
-                    readEntry(file);
+                    readEntry(file, m_path);
             }
             const QByteArray data(int(rng.bounded(200)), 'w');
             for (int i = 0; i < 6 && pass == 0; ++i) {
@@ -93,7 +97,7 @@ private slots:
         for (int round = 0; round < 300 && !QTest::currentTestFailed(); ++round) {
             QByteArray bytes = m_valid;
             for (int flips = 1 + int(rng.bounded(12)); flips > 0; --flips) {
-                const int at = rng.bounded(3) ? int(rng.bounded(36)) + (rng.bounded(2) ? 0 : le32(m_valid, 28))
+                const int at = rng.bounded(3) ? int(rng.bounded(HeaderSize)) + (rng.bounded(2) ? 0 : le32(m_valid, HdFirstIndex))
                                               : int(rng.bounded(m_valid.size()));
                 bytes[at] = char(rng.bounded(256));
             }
@@ -104,28 +108,29 @@ private slots:
     void crafted_data()
     {
         QTest::addColumn<Edits>("edits");
-        const qint32 first = le32(m_valid, 28), second = le32(m_valid, first + 12), entry0 = first + 24;
-        const qint32 data = le32(m_valid, entry0 + 4), freeHead = le32(m_valid, 32);
+        const qint32 first = le32(m_valid, HdFirstIndex), second = le32(m_valid, first + IxNext);
+        const qint32 entry0 = first + entryAt(0);
+        const qint32 data = le32(m_valid, entry0 + EnFirst), freeHead = le32(m_valid, HdFreeHead);
         QVERIFY(second > 0 && data > 0 && freeHead > 0);
         const struct { const char* field; qint32 at; QList<qint32> values; } fields[] = {
-            {"block size", 24, {0, 1 << 30, 100}},
-            {"first index", 28, {0x7fffff00, -7, 37, 20, qint32(m_valid.size()) - 10}},
-            {"free head", 32, {0x7ffffff0, 39}},
-            {"next index", first + 12, {first, 0x7ffffff0, 0}},
-            {"second next index", second + 12, {first}},
-            {"count", first + 20, {1000, -5}},
-            {"data offset", entry0 + 4, {0x7ffffff0, 37}},
-            {"length", entry0 + 8, {-5, 0x7fffffff, 5000}},
-            {"used", data + 8, {0x7fffffff, -100}},
-            {"free link", freeHead, {freeHead}},
+            {"block size", HdBlockSize, {0, 1 << 30, 100}},
+            {"first index", HdFirstIndex, {0x7fffff00, -7, 37, 20, qint32(m_valid.size()) - 10}},
+            {"free head", HdFreeHead, {0x7ffffff0, 39}},
+            {"next index", first + IxNext, {first, 0x7ffffff0, 0}},
+            {"second next index", second + IxNext, {first}},
+            {"count", first + IxCount, {1000, -5}},
+            {"data offset", entry0 + EnFirst, {0x7ffffff0, 37}},
+            {"length", entry0 + EnLength, {-5, 0x7fffffff, qint32(m_valid.size()) - HeaderSize + 1, 5000}},
+            {"used", data + DbUsed, {0x7fffffff, -100}},
+            {"free link", freeHead + FrNext, {freeHead}},
         };
         for (const auto& f : fields) {
             for (qint32 value : f.values)
                 QTest::addRow("%s %d", f.field, value) << Edits{{f.at, value}};
         }
         // A lowest key above every key sends lookups back along the loop.
-        QTest::newRow("previous links loop") << Edits{{first + 16, second}, {first, 1000}};
-        QTest::newRow("data chain loops") << Edits{{data + 4, data}, {entry0 + 8, 100000}};
+        QTest::newRow("previous links loop") << Edits{{first + IxPrev, second}, {first + IxLowest, 1000}};
+        QTest::newRow("data chain loops") << Edits{{data + DbNext, data}, {entry0 + EnLength, 100000}};
     }
     void crafted()
     {

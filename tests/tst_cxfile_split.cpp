@@ -28,7 +28,7 @@ private slots:
         // Ascending: the new block goes after the full one and takes its
         // last half plus the new key (4 + 5 at 128 bytes).
         for (unsigned blockSize : {64u, 128u, 256u, 512u}) {
-            const int capacity = (int(blockSize) - 24) / 12, kept = capacity - capacity / 2;
+            const int capacity = CxLayout::capacity(int(blockSize)), kept = capacity - capacity / 2;
             Keys ops;
             for (int key = 1001; key <= 1001 + capacity; ++key)
                 ops << key;
@@ -81,10 +81,12 @@ private slots:
 
         const QByteArray b = fileBytes(path);
         QCOMPARE(structureProblem(b), QString());
-        const qint32 head = le32(b, 28), tail = le32(b, head + 12);
+        const qint32 head = le32(b, HdFirstIndex), tail = le32(b, head + IxNext);
         QCOMPARE((QList<Keys>{indexKeys(b, head), indexKeys(b, tail)}), (QList<Keys>{first, second}));
-        QCOMPARE((Keys{le32(b, head), le32(b, head + 4), le32(b, tail), le32(b, tail + 4)}), bounds);
-        QCOMPARE((Keys{le32(b, tail + 12), oldFirst ? head : tail}), (Keys{-1, 36}));
+        QCOMPARE((Keys{le32(b, head + IxLowest), le32(b, head + IxHighest), le32(b, tail + IxLowest),
+                       le32(b, tail + IxHighest)}),
+                 bounds);
+        QCOMPARE((Keys{le32(b, tail + IxNext), oldFirst ? head : tail}), (Keys{-1, HeaderSize}));
     }
 };
 

@@ -1,5 +1,4 @@
-#include "storage/cxfile.h"
-#include "storage/cxfilecheck.h"
+#include "cxfiletest.h"
 
 #include <QFile>
 #include <QRandomGenerator>
@@ -9,7 +8,7 @@
 
 namespace {
 
-const char* const Sig = "Vaultix0001";
+const char* const Sig = TestSignature;
 
 // A file image with helpers to find and patch its structures.
 struct Image
@@ -21,16 +20,16 @@ struct Image
     QVector<qint32> indexBlocks() const
     {
         QVector<qint32> out;
-        for (qint32 at = word(28); at >= 1 && out.size() < 1000; at = word(at + 12))
+        for (qint32 at = word(HdFirstIndex); at >= 1 && out.size() < 1000; at = word(at + IxNext))
             out << at;
         return out;
     }
-    static qint64 entry(qint32 block, int i) { return block + 24 + 12 * i; }
+    static qint64 entry(qint32 block, int i) { return block + entryAt(i); }
     qint64 entryOf(qint32 key) const
     {
         for (qint32 block : indexBlocks())
-            for (int i = 0; i < word(block + 20); ++i)
-                if (word(entry(block, i)) == key)
+            for (int i = 0; i < word(block + IxCount); ++i)
+                if (word(entry(block, i) + EnKey) == key)
                     return entry(block, i);
         return -1;
     }
@@ -78,8 +77,8 @@ private slots:
         QVERIFY(m_dir.isValid());
         m_valid = build("valid.dat");
         QVERIFY2(m_valid.indexBlocks().size() >= 3, "the sample file needs several index blocks");
-        QVERIFY2(m_valid.word(32) >= 1, "the sample file needs a free list");
-        QCOMPARE(m_valid.word(m_valid.entryOf(1008) + 8), 296); // three data blocks
+        QVERIFY2(m_valid.word(HdFreeHead) >= 1, "the sample file needs a free list");
+        QCOMPARE(m_valid.word(m_valid.entryOf(1008) + EnLength), 296); // three data blocks
     }
 
     void soundFiles()
@@ -88,7 +87,7 @@ private slots:
         QVERIFY2(c.run(), qPrintable(c.problems().join('\n')));
         QCOMPARE(c.recordCount(), 30);
         QCOMPARE(c.unusedBlockCount(), 0);
-        QCOMPARE(c.blockCount(), (m_valid.bytes.size() - 36) / 128);
+        QCOMPARE(c.blockCount(), (m_valid.bytes.size() - HeaderSize) / 128);
 
         // Created over an older, longer file: its blocks follow the old bytes.
         const Image over = build("over.dat", QByteArray(1000, '\x5a'));
@@ -108,8 +107,8 @@ private slots:
         QTest::addColumn<QString>("expected");
         const QVector<qint32> idx = m_valid.indexBlocks();
         const qint64 multi = m_valid.entryOf(1008);
-        const qint32 multiBlock = m_valid.word(multi + 4);
-        const qint32 free = m_valid.word(32);
+        const qint32 multiBlock = m_valid.word(multi + EnFirst);
+        const qint32 free = m_valid.word(HdFreeHead);
         auto patch = [&](const char* name, const char* expected, qint64 at, qint32 value) {
             Image m = m_valid;
             m.setWord(at, value);
@@ -119,21 +118,22 @@ private slots:
         QTest::newRow("truncated") << m_valid.bytes.chopped(50) << QString("cut-off block");
         QTest::newRow("signature") << QByteArray(m_valid.bytes).replace(10, 1, "2")
                                    << QString("the signature is \"Vaultix0002\"");
-        patch("block size", "block size 0 is not", 24, 0);
-        patch("count above capacity", "count 9 is above the capacity of 8", idx[0] + 20, 9);
-        patch("index cycle", "loops back to index block", idx.last() + 12, idx[0]);
-        patch("back link", ", but the block before it is at", idx[1] + 16, idx[2]);
-        patch("next is zero", "next link is 0", idx.last() + 12, 0);
-        patch("keys out of order", "key 5 is not above the previous key 5", Image::entry(idx[0], 1), 5);
-        patch("chain shorter", "fewer than its length", multi + 8, 297);
-        patch("chain longer", "more than its length", multi + 8, 295);
-        patch("data cycle", "data chain loops back", m_valid.word(multiBlock + 4) + 4, multiBlock);
-        patch("free cycle", "free list loops back", free, free);
-        patch("used twice", "is used twice", 32, idx[0]);
-        patch("outside file", "outside the file", multi + 4, m_valid.bytes.size() + 128);
-        patch("off boundary", "not on a block boundary", 28, idx[0] + 4);
-        patch("bounds overlap", "is not above the highest key", idx[1], m_valid.word(idx[0] + 4));
-        patch("empty index block", "holds no entries", idx[1] + 20, 0);
+        patch("block size", "block size 0 is not", HdBlockSize, 0);
+        patch("count above capacity", "count 9 is above the capacity of 8", idx[0] + IxCount, 9);
+        patch("index cycle", "loops back to index block", idx.last() + IxNext, idx[0]);
+        patch("back link", ", but the block before it is at", idx[1] + IxPrev, idx[2]);
+        patch("next is zero", "next link is 0", idx.last() + IxNext, 0);
+        patch("keys out of order", "key 5 is not above the previous key 5", Image::entry(idx[0], 1) + EnKey, 5);
+        patch("chain shorter", "fewer than its length", multi + EnLength, 297);
+        patch("chain longer", "more than its length", multi + EnLength, 295);
+        patch("absurd length", "length 2147483647 is longer than the file", multi + EnLength, 0x7fffffff);
+        patch("data cycle", "data chain loops back", m_valid.word(multiBlock + DbNext) + DbNext, multiBlock);
+        patch("free cycle", "free list loops back", free + FrNext, free);
+        patch("used twice", "is used twice", HdFreeHead, idx[0]);
+        patch("outside file", "outside the file", multi + EnFirst, m_valid.bytes.size() + 128);
+        patch("off boundary", "not on a block boundary", HdFirstIndex, idx[0] + 4);
+        patch("bounds overlap", "is not above the highest key", idx[1] + IxLowest, m_valid.word(idx[0] + IxHighest));
+        patch("empty index block", "holds no entries", idx[1] + IxCount, 0);
     }
 
     void damage()
@@ -154,7 +154,7 @@ private slots:
             for (int e = 1 + rng.bounded(8); e > 0; --e) {
                 const int at = rng.bounded(b.size() - 4);
                 if (rng.bounded(2))
-                    qToLittleEndian<qint32>(qint32(36 + 128 * rng.bounded(40)), b.data() + at);
+                    qToLittleEndian<qint32>(qint32(HeaderSize + 128 * rng.bounded(40)), b.data() + at);
                 else
                     b[at] = char(rng.bounded(256));
             }
