@@ -1,13 +1,11 @@
 #ifndef VAULTIX_CONFIG_APPGLOBALS_H
 #define VAULTIX_CONFIG_APPGLOBALS_H
 
-class CxFile;
+#include "model/appfile.h"
+
 class CvxConfig;
 
-// The application's record file and settings, alive for the whole run.
-extern CxFile* _AppFile;
+// The application's settings, alive for the whole run.
 extern CvxConfig* _AppCfg;
-
-extern const char* const _AppSignature; // "Vaultix0001"
 
 #endif

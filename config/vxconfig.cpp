@@ -2,6 +2,7 @@
 
 #include "config/appglobals.h"
 #include "model/defaultdb.h"
+#include "model/keyplan.h"
 #include "storage/readcurrent.h"
 #include "platform/global.h"
 #include "storage/cxfile.h"
@@ -30,7 +31,6 @@ constexpr int OffPwdLength = 52;
 constexpr int OffCleartext = 64;
 constexpr int OffWarning = 68;
 
-constexpr int32_t SettingsKey = 0;
 constexpr unsigned BlockSize = 128;
 
 const char* const IconFolder = "/pics/korel/icons.18x14/";
@@ -102,7 +102,7 @@ void CvxConfig::load()
     if (_AppFile->Open(path.constData()) != 0)
         _AppFile->Create(path.constData(), BlockSize, 1, 0);
 
-    if (!_AppFile->FindRecord(SettingsKey)) {
+    if (!_AppFile->FindRecord(KeyPlan::Settings)) {
         SetDefaults();
         save();
         CreateDefaultDatabase();
@@ -119,7 +119,7 @@ void CvxConfig::save()
         return;
     char bytes[StoredSize];
     Encode(bytes);
-    if (!_AppFile->AddRecord(SettingsKey, bytes, StoredSize))
+    if (!_AppFile->AddRecord(KeyPlan::Settings, bytes, StoredSize))
         _AppFile->UpdateRecord(bytes, StoredSize);
 }
 

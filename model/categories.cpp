@@ -1,6 +1,7 @@
 #include "model/categories.h"
 
-#include "config/appglobals.h"
+#include "model/appfile.h"
+#include "model/keyplan.h"
 #include "model/indexlist.h"
 #include "storage/readcurrent.h"
 #include "storage/cxfile.h"
@@ -8,11 +9,6 @@
 #include <QByteArray>
 
 #include <climits>
-
-namespace {
-constexpr int32_t CategoryMarker = 100;
-constexpr int32_t LastCategoryKey = 999;
-} // namespace
 
 int CCategories::CompareFunc(CDListNode* a, CDListNode* b)
 {
@@ -27,12 +23,12 @@ int CCategories::CompareFunc(CDListNode* a, CDListNode* b)
 
 void CCategories::LoadAll()
 {
-    if (!_AppFile || !_AppFile->FindRecord(CategoryMarker))
+    if (!_AppFile || !_AppFile->FindRecord(KeyPlan::CategoryMarker))
         return;
     QByteArray buffer;
     while (_AppFile->FindNextRecord()) {
         int32_t key = 0;
-        if (!_AppFile->ReadRecordKey(key) || key > LastCategoryKey)
+        if (!_AppFile->ReadRecordKey(key) || key > KeyPlan::LastCategory)
             break;
         if (!ReadCurrentRecord(*_AppFile, buffer))
             continue;

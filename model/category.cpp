@@ -1,6 +1,7 @@
 #include "model/category.h"
 
-#include "config/appglobals.h"
+#include "model/appfile.h"
+#include "model/keyplan.h"
 #include "storage/cxfile.h"
 #include "storage/le32.h"
 
@@ -37,12 +38,12 @@ constexpr int OffLabels = 72;
 
 bool CCategory::WriteRecord()
 {
-    // Ids past MaxId would land on the record marker and the records.
-    if (!_AppFile || id < 0 || id > MaxId)
+    // Higher ids would land on the record marker and the records.
+    if (!_AppFile || id < 0 || id > KeyPlan::MaxCategoryId)
         return false;
     char bytes[StoredSize];
     Encode(bytes);
-    if (!_AppFile->AddRecord(id + KeyOffset, bytes, StoredSize))
+    if (!_AppFile->AddRecord(KeyPlan::CategoryKey(id), bytes, StoredSize))
         _AppFile->UpdateRecord(bytes, StoredSize);
     return true;
 }

@@ -11,8 +11,6 @@ class CCategory : public CDListNode
 public:
     static constexpr int StoredSize = 264;
     static constexpr int TextSlot = 32;     // 31 Latin-1 characters and a NUL
-    static constexpr int KeyOffset = 101;   // stored under id + 101
-    static constexpr int MaxId = 898;       // the last id below the record marker
 
     int id = -1;
     QString icon;
@@ -21,7 +19,7 @@ public:
     QString labels[6];
 
     // Stores the category in the application's record file. False (and
-    // nothing written) when there is no file or the id is outside 0..MaxId.
+    // nothing written) when there is no file or the id is outside 0..KeyPlan::MaxCategoryId.
     bool WriteRecord();
 
     // The 264-byte stored form, and back. Decoding reads at most `size`

@@ -1,6 +1,7 @@
 #include "model/defaultdb.h"
 
-#include "config/appglobals.h"
+#include "model/appfile.h"
+#include "model/keyplan.h"
 #include "model/category.h"
 #include "storage/cxfile.h"
 
@@ -30,9 +31,6 @@ const DefaultCategory dfltCats[] = {
     {11, false, "icon_disk", "Software", {"Application", "Version", "Serial #", "Owner", "Key", ""}},
 };
 
-constexpr int32_t CategoryMarker = 100;
-constexpr int32_t RecordMarker = 1000;
-
 } // namespace
 
 void CreateDefaultDatabase()
@@ -42,8 +40,8 @@ void CreateDefaultDatabase()
     // The markers let a load find the first key of each range; an existing
     // marker is left as it is.
     const char marker[1] = {0};
-    _AppFile->AddRecord(CategoryMarker, marker, 1);
-    _AppFile->AddRecord(RecordMarker, marker, 1);
+    _AppFile->AddRecord(KeyPlan::CategoryMarker, marker, 1);
+    _AppFile->AddRecord(KeyPlan::RecordMarker, marker, 1);
 
     for (const DefaultCategory& row : dfltCats) {
         CCategory c;

@@ -3,6 +3,7 @@
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
 #include "model/categories.h"
+#include "model/keyplan.h"
 #include "security/fieldcrypt.h"
 #include "storage/cxfile.h"
 #include "security/wipe.h"
@@ -145,9 +146,9 @@ void CRecord::WriteRecord(bool update)
         _AppFile->UpdateRecord(bytes.constData(), int32_t(bytes.size()));
         return;
     }
-    // The smallest free key from FirstKey on. Keys come back in ascending
+    // The smallest free key from the record marker on. Keys come back in ascending
     // order, so one walk finds the first gap without probing key by key.
-    int32_t free = FirstKey;
+    int32_t free = KeyPlan::RecordMarker;
     if (_AppFile->FindRecord(free)) {
         ++free;
         int32_t k = 0;

@@ -15,7 +15,6 @@ class CRecord : public CDListNode
 public:
     static constexpr int HeadSize = 36;
     static constexpr int TextCount = 7;   // field 1, fields 2 to 6, the note
-    static constexpr int FirstKey = 1000; // keys are probed upward from here
 
     CRecord();
     ~CRecord() override;

@@ -3,6 +3,7 @@
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
 #include "model/categories.h"
+#include "model/keyplan.h"
 #include "storage/readcurrent.h"
 #include "security/fieldcrypt.h"
 #include "security/password.h"
@@ -12,10 +13,6 @@
 
 #include <cstring>
 
-namespace {
-constexpr int32_t RecordMarker = 1000;
-} // namespace
-
 int CRecords::CompareFunc(CDListNode*, CDListNode*)
 {
     return 0;
@@ -23,7 +20,7 @@ int CRecords::CompareFunc(CDListNode*, CDListNode*)
 
 void CRecords::LoadAll(CCategories* categories)
 {
-    if (!_AppFile || !_AppFile->FindRecord(RecordMarker))
+    if (!_AppFile || !_AppFile->FindRecord(KeyPlan::RecordMarker))
         return;
     const bool passwordSet = _AppCfg && _AppCfg->hasPassword();
     QByteArray buffer;

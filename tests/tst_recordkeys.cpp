@@ -5,6 +5,7 @@
 
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
+#include "model/keyplan.h"
 #include "model/record.h"
 #include "storage/cxfile.h"
 
@@ -49,7 +50,7 @@ private slots:
                 record.SetDataText(QString::number(op), text, QString(), text, QString(), QString(), text);
                 record.WriteRecord(false);
 
-                int32_t k = CRecord::FirstKey;
+                int32_t k = KeyPlan::RecordMarker;
                 while (ref.FindRecord(k))
                     ++k;
                 const QByteArray bytes = record.Encode();

@@ -17,11 +17,16 @@ struct Arguments
     bool passwordStdin = false;
 };
 
+// Asked-for help goes to standard output and is a success; a usage error
+// goes to standard error.
 int UsageError(const QString& text)
 {
-    if (!text.isEmpty())
-        PrintError(text);
-    PrintUsage();
+    if (text.isEmpty()) {
+        PrintUsage(stdout);
+        return ExitOk;
+    }
+    PrintError(text);
+    PrintUsage(stderr);
     return ExitUsage;
 }
 

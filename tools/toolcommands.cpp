@@ -4,6 +4,7 @@
 #include "config/vxconfig.h"
 #include "model/categories.h"
 #include "model/records.h"
+#include "model/session.h"
 #include "platform/global.h"
 #include "security/password.h"
 #include "security/passwordchange.h"
@@ -65,78 +66,50 @@ QString OpenError(int code, const QString& path)
     return QString("cannot open %1 for reading and writing").arg(path);
 }
 
-// The data file opened as the application opens it at start, with the
-// categories and records loaded; everything is released again on exit.
-class AppData
+// Opens the data file as the application does at start and loads the
+// collections. Only a missing (or empty) file may be created: a foreign or
+// damaged one is refused before anything is written. Commands that write
+// also take the file's lock, so they never write beside a running Vaultix.
+int OpenData(CSession& session, bool writes)
 {
-public:
-    AppData() = default;
-    AppData(const AppData&) = delete;
-    AppData& operator=(const AppData&) = delete;
-
-    ~AppData()
-    {
-        records.DeleteAll();
-        categories.DeleteAll();
-        delete _AppCfg;
-        _AppCfg = nullptr;
-        if (_AppFile) {
-            _AppFile->Close();
-            delete _AppFile;
-            _AppFile = nullptr;
-        }
+    const QString& path = session.dataFile();
+    QString problem;
+    const CSession::Probe found = session.probe(&problem);
+    switch (found) {
+    case CSession::NoFolder:
+        PrintError(QString("folder %1 does not exist").arg(QFileInfo(path).absolutePath()));
+        return ExitUsage;
+    case CSession::Foreign:
+        PrintError(OpenError(-3, path));
+        return ExitUsage;
+    case CSession::Unreadable:
+        PrintError(OpenError(-2, path));
+        return ExitUsage;
+    case CSession::Damaged:
+        PrintError(QString("%1 is damaged; run \"vaultix-tool --file %1 check\" for details").arg(path));
+        return ExitFailed;
+    default:
+        break;
     }
-
-    // ExitOk, or an exit code after an error message.
-    int open(const QString& path)
-    {
-        const QFileInfo info(path);
-        if (!info.absoluteDir().exists()) {
-            PrintError(QString("folder %1 does not exist").arg(info.absolutePath()));
-            return ExitUsage;
-        }
-        // Only a missing file may be created: the application would
-        // overwrite a foreign or unreadable one, which a tool must not do.
-        if (info.exists() || info.isSymLink()) {
-            CxFile probe(_AppSignature);
-            const int code = probe.Open(Encoded(path).constData());
-            probe.Close();
-            if (code != 0 && code != -1) {
-                PrintError(OpenError(code, path));
-                return ExitUsage;
-            }
-            // Writing through a broken index would spread the damage.
-            QFile file(path);
-            if (code == 0 && file.open(QIODevice::ReadOnly)) {
-                CxFileCheck check(file.readAll(), _AppSignature);
-                if (!check.run()) {
-                    PrintError(QString("%1 is damaged; run \"vaultix-tool --file %1 check\" for details")
-                                   .arg(path));
-                    return ExitFailed;
-                }
-            }
-        }
-        _AppFile = new CxFile(_AppSignature);
-        _AppCfg = new CvxConfig(path);
-        if (!_AppFile->isOpen()) {
-            PrintError(QString("cannot create %1").arg(path));
-            return ExitUsage;
-        }
-        categories.LoadAll();
-        records.LoadAll(&categories);
-        return ExitOk;
+    session.setSaveOnClose(writes);
+    if (writes && !session.lock(&problem)) {
+        PrintError(problem);
+        return ExitFailed;
     }
-
-    // The record's category, or null when its id matches none.
-    CCategory* categoryOf(const CRecord* record)
-    {
-        CCategory* c = categories.GetCategory(record->category);
-        return (c && c->id == record->category) ? c : nullptr;
+    if (!session.open(false, &problem)) {
+        PrintError(problem.isEmpty() ? QString("cannot create %1").arg(path) : problem);
+        return session.lastProbe() == CSession::Damaged ? ExitFailed : ExitUsage;
     }
+    session.loadCollections();
+    return ExitOk;
+}
 
-    CCategories categories;
-    CRecords records;
-};
+// The record's category, or null when its id matches none.
+CCategory* CategoryOf(CCategories* categories, const CRecord* record)
+{
+    CCategory* c = categories->GetCategory(record->category);
+    return (c && c->id == record->category) ? c : nullptr;
+}
 
 // Unlocks the data for reading protected texts: from the first line of
 // standard input, or by asking on the terminal. An empty answer on the
@@ -180,9 +153,9 @@ void PrintError(const QString& text)
     PrintTo(stderr, Program + text);
 }
 
-void PrintUsage()
+void PrintUsage(FILE* stream)
 {
-    PrintTo(stderr, QString(
+    PrintTo(stream, QString(
         "Usage: vaultix-tool [--file PATH] COMMAND [ARGS]\n"
         "\n"
         "Reads and maintains a Vaultix data file, by default\n"
@@ -209,9 +182,9 @@ void PrintUsage()
         "new password as three lines of standard input (empty lines for none), or\n"
         "asks for them on the terminal.\n"
         "\n"
-        "Exit status: 0 success; 1 damaged file, wrong password or new passwords\n"
-        "that differ; 2 usage error, unknown category or key, or a file that\n"
-        "cannot be read or opened."));
+        "Exit status: 0 success (and --help); 1 damaged file, file in use by a\n"
+        "running Vaultix, wrong password or new passwords that differ; 2 usage\n"
+        "error, unknown category or key, or a file that cannot be read or opened."));
 }
 
 QString DefaultDataFile()
@@ -285,13 +258,13 @@ int ListKeys(const QString& path)
 
 int ListRecords(const QString& path, const QString& category, bool passwordStdin)
 {
-    AppData data;
-    int result = data.open(path);
+    CSession session(path);
+    int result = OpenData(session, false);
     if (result != ExitOk)
         return result;
     const CCategory* filter = nullptr;
     if (!category.isNull()) {
-        filter = data.categories.find(category);
+        filter = session.categories()->find(category);
         if (!filter) {
             PrintError(QString("no category named \"%1\"").arg(category));
             return ExitUsage;
@@ -301,10 +274,10 @@ int ListRecords(const QString& path, const QString& category, bool passwordStdin
     if (result != ExitOk)
         return result;
 
-    for (CRecord* r = data.records.first(); r; r = CRecords::nextOf(r)) {
+    for (CRecord* r = session.records()->first(); r; r = CRecords::nextOf(r)) {
         if (filter && r->category != filter->id)
             continue;
-        const CCategory* c = data.categoryOf(r);
+        const CCategory* c = CategoryOf(session.categories(), r);
         QStringList columns;
         columns << QString::number(r->key) << (c ? c->name : QString(CorruptRecord));
         for (int i = 0; i < 3; ++i)
@@ -322,11 +295,11 @@ int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin)
         PrintError(QString("\"%1\" is not a record key").arg(keyText));
         return ExitUsage;
     }
-    AppData data;
-    int result = data.open(path);
+    CSession session(path);
+    int result = OpenData(session, false);
     if (result != ExitOk)
         return result;
-    CRecord* record = data.records.first();
+    CRecord* record = session.records()->first();
     while (record && record->key != key)
         record = CRecords::nextOf(record);
     if (!record) {
@@ -337,7 +310,7 @@ int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin)
     if (result != ExitOk)
         return result;
 
-    const CCategory* c = data.categoryOf(record);
+    const CCategory* c = CategoryOf(session.categories(), record);
     PrintLine(QString("Category: %1").arg(c ? c->name : QString(CorruptRecord)));
     for (int i = 0; i < 6; ++i) {
         // Without its category a record has no labels: show what it holds.
@@ -352,11 +325,11 @@ int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin)
 
 int ListCategories(const QString& path)
 {
-    AppData data;
-    const int result = data.open(path);
+    CSession session(path);
+    const int result = OpenData(session, false);
     if (result != ExitOk)
         return result;
-    for (CCategory* c = data.categories.first(); c; c = CCategories::nextOf(c)) {
+    for (CCategory* c = session.categories()->first(); c; c = CCategories::nextOf(c)) {
         PrintLine(QString("%1\t%2\t%3\t%4")
                       .arg(c->id)
                       .arg(OneLine(c->name), c->isProtected ? QString("protected") : QString("plain"),
@@ -367,8 +340,8 @@ int ListCategories(const QString& path)
 
 int ChangePassword(const QString& path)
 {
-    AppData data;
-    int result = data.open(path);
+    CSession session(path);
+    int result = OpenData(session, true);
     if (result != ExitOk)
         return result;
 
@@ -408,7 +381,7 @@ int ChangePassword(const QString& path)
         return result;
     }
 
-    ApplyPasswordChange(change.status, change.newPassword, &data.records, &data.categories);
+    ApplyPasswordChange(change.status, change.newPassword, session.records(), session.categories());
     CTerminal::wipe(change.newPassword);
     switch (change.status) {
     case CPasswordChange::Set:

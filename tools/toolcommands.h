@@ -3,16 +3,18 @@
 
 #include <QString>
 
+#include <cstdio>
+
 // Exit codes of vaultix-tool.
 enum ToolExit {
     ExitOk = 0,
-    ExitFailed = 1, // damaged file, wrong password, passwords that differ
+    ExitFailed = 1, // damaged file, file in use, wrong password, passwords that differ
     ExitUsage = 2,  // usage error, unknown name or key, unreadable file
 };
 
 // The command-line tool's commands; each prints its results and returns the
 // program's exit code.
-void PrintUsage();
+void PrintUsage(FILE* stream);
 void PrintError(const QString& text);
 // The application's own data file (creates its folder when missing).
 QString DefaultDataFile();

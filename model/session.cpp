@@ -1,0 +1,177 @@
+#include "model/session.h"
+
+#include "config/appglobals.h"
+#include "config/vxconfig.h"
+#include "model/categories.h"
+#include "model/records.h"
+#include "storage/cxfile.h"
+#include "storage/cxfilecheck.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+CSession::CSession(const QString& dataFile)
+    : m_path(dataFile)
+{
+}
+
+CSession::~CSession()
+{
+    close();
+}
+
+CSession::Probe CSession::probe(QString* problem) const
+{
+    auto say = [problem](const QString& text) {
+        if (problem)
+            *problem = text;
+    };
+    const QFileInfo info(m_path);
+    if (!info.exists() && !info.isSymLink()) {
+        if (!info.absoluteDir().exists()) {
+            say(QString("The folder %1 does not exist.").arg(info.absolutePath()));
+            return NoFolder;
+        }
+        return Missing;
+    }
+    if (info.isDir()) {
+        say(QString("%1 is a folder.").arg(m_path));
+        return Unreadable;
+    }
+    QFile file(m_path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        say(QString("%1 cannot be read: %2.").arg(m_path, file.errorString()));
+        return Unreadable;
+    }
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        say(QString("%1 cannot be read: %2.").arg(m_path, file.errorString()));
+        return Unreadable;
+    }
+    if (bytes.isEmpty())
+        return Empty;
+
+    CxFile engine(_AppSignature);
+    const int code = engine.Open(QFile::encodeName(m_path).constData());
+    engine.Close();
+    if (code == -3) {
+        say(QString("%1 is not a Vaultix data file.").arg(m_path));
+        return Foreign;
+    }
+    if (code != 0) {
+        say(QString("%1 cannot be opened for reading and writing.").arg(m_path));
+        return Unreadable;
+    }
+    CxFileCheck check(bytes, _AppSignature);
+    if (!check.run()) {
+        say(check.problems().join(u'\n'));
+        return Damaged;
+    }
+    return Sound;
+}
+
+bool CSession::lock(QString* error)
+{
+    if (m_lockFd >= 0)
+        return true;
+    const QByteArray name = QFile::encodeName(m_path);
+    const int fd = ::open(name.constData(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        if (error)
+            *error = QString("%1 cannot be opened: %2.").arg(m_path, QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        ::close(fd);
+        if (error)
+            *error = QString("%1 is already in use by another Vaultix.").arg(m_path);
+        return false;
+    }
+    m_lockFd = fd;
+    return true;
+}
+
+QString CSession::saveDamagedCopy() const
+{
+    const QString copy = m_path + QStringLiteral(".damaged-")
+                         + QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    if (QFileInfo::exists(copy) || !QFile::copy(m_path, copy))
+        return QString();
+    // The copy must hold what the file held, byte for byte, before anyone
+    // goes on writing to the original.
+    QFile a(m_path), b(copy);
+    if (!a.open(QIODevice::ReadOnly) || !b.open(QIODevice::ReadWrite) || a.readAll() != b.readAll())
+        return QString();
+    ::fsync(b.handle());
+    return copy;
+}
+
+bool CSession::open(bool acceptDamaged, QString* error)
+{
+    if (isOpen())
+        return true;
+    QString problem;
+    const Probe found = probe(&problem);
+    m_lastProbe = found;
+    const bool allowed = found == Missing || found == Empty || found == Sound || (found == Damaged && acceptDamaged);
+    if (!allowed) {
+        if (error)
+            *error = problem;
+        return false;
+    }
+    _AppFile = new CxFile(_AppSignature);
+    _AppCfg = new CvxConfig(m_path);
+    if (!_AppFile->isOpen()) {
+        if (error)
+            *error = QString("%1 cannot be created.").arg(m_path);
+        close();
+        return false;
+    }
+    return true;
+}
+
+bool CSession::isOpen() const
+{
+    return _AppFile && _AppFile->isOpen() && _AppCfg;
+}
+
+void CSession::loadCollections()
+{
+    m_categories = std::make_unique<CCategories>();
+    m_records = std::make_unique<CRecords>();
+    m_categories->LoadAll();
+    m_records->LoadAll(m_categories.get());
+}
+
+void CSession::close()
+{
+    if (m_records)
+        m_records->DeleteAll();
+    if (m_categories)
+        m_categories->DeleteAll();
+    m_records.reset();
+    m_categories.reset();
+    if (_AppCfg) {
+        if (m_saveOnClose && _AppFile && _AppFile->isOpen())
+            _AppCfg->save();
+        delete _AppCfg;
+        _AppCfg = nullptr;
+    }
+    if (_AppFile) {
+        _AppFile->Close();
+        delete _AppFile;
+        _AppFile = nullptr;
+    }
+    if (m_lockFd >= 0) {
+        ::close(m_lockFd);
+        m_lockFd = -1;
+    }
+}
