@@ -9,8 +9,6 @@
 #include <cstring>
 #include <vector>
 
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
@@ -36,49 +34,6 @@ int32_t entryKey(unsigned char* block, int position)
     return field(entry(block, position), EnKey);
 }
 
-bool readAt(int fd, int64_t offset, unsigned char* buffer, int64_t length)
-{
-    if (lseek(fd, off_t(offset), SEEK_SET) != off_t(offset))
-        return false;
-    while (length > 0) {
-        const ssize_t got = ::read(fd, buffer, size_t(length));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            return false;
-        buffer += got;
-        length -= got;
-    }
-    return true;
-}
-
-bool writeAt(int fd, int64_t offset, const unsigned char* buffer, int64_t length)
-{
-    if (lseek(fd, off_t(offset), SEEK_SET) != off_t(offset))
-        return false;
-    while (length > 0) {
-        const ssize_t done = ::write(fd, buffer, size_t(length));
-        if (done < 0 && errno == EINTR)
-            continue;
-        if (done <= 0)
-            return false;
-        buffer += done;
-        length -= done;
-    }
-    return true;
-}
-
-// Descriptor 0 counts as "not open", so a file that happens to get it is
-// moved to another number.
-int keepAboveZero(int fd)
-{
-    if (fd != 0)
-        return fd;
-    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, 1);
-    ::close(fd);
-    return moved;
-}
-
 void encodeHeader(const CxFileHeader& header, unsigned char* raw)
 {
     std::memcpy(raw + HdSignature, header.signature, sizeof header.signature);
@@ -101,8 +56,8 @@ void decodeHeader(const unsigned char* raw, CxFileHeader& header)
 
 } // namespace
 
-CxFile::CxFile(const char* signature)
-    : m_fd(-1)
+CxFile::CxFile(const char* signature, CxIo* io)
+    : m_io(io ? io : &m_posixIo)
     , m_dataBlock(nullptr)
     , m_indexBlock(nullptr)
     , m_currentEntry(-1)
@@ -124,20 +79,12 @@ int CxFile::Open(const char* path)
 {
     if (isOpen())
         Close();
-    if (!path)
-        return -2;
-    const int fd = ::open(path, O_RDWR | O_CLOEXEC);
-    if (fd < 0)
-        return errno == ENOENT ? -1 : -2;
-    m_fd = keepAboveZero(fd);
-    if (m_fd < 0) {
-        m_fd = -1;
-        return -2;
-    }
+    if (const int error = m_io->open(path, CxIo::Mode::ReadWrite))
+        return error == ENOENT ? -1 : -2;
 
-    const off_t size = lseek(m_fd, 0, SEEK_END);
+    const int64_t size = m_io->size();
     unsigned char raw[HeaderSize];
-    if (size < HeaderSize || !readAt(m_fd, 0, raw, HeaderSize)
+    if (size < HeaderSize || !m_io->read(0, raw, HeaderSize)
         || std::strncmp(reinterpret_cast<const char*>(raw), m_signature, sizeof m_signature) != 0) {
         Close();
         return -3;
@@ -164,12 +111,8 @@ int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, 
 {
     if (isOpen())
         Close();
-    const int fd = path ? ::open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600) : -1;
-    m_fd = fd < 0 ? -1 : keepAboveZero(fd);
-    if (m_fd < 0) {
-        m_fd = 0;
+    if (m_io->open(path, CxIo::Mode::Create) != 0)
         return -2;
-    }
 
     unsigned size = std::min(std::max(blockSize, unsigned(MinBlockSize)), unsigned(MaxBlockSize));
     unsigned rounded = MinBlockSize;
@@ -183,7 +126,7 @@ int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, 
     m_header.firstIndexBlock = -1;
     m_header.freeListHead = -1;
     WriteHeader();
-    m_fileSize = std::max<int64_t>(lseek(m_fd, 0, SEEK_END), HeaderSize);
+    m_fileSize = std::max<int64_t>(m_io->size(), HeaderSize);
 
     m_dataBlock = new unsigned char[rounded]();
     m_indexBlock = new unsigned char[rounded]();
@@ -201,10 +144,9 @@ int CxFile::GetFileVersion(int& major, int& minor)
 
 void CxFile::Close()
 {
-    if (m_fd < 1)
+    if (!isOpen())
         return;
-    ::close(m_fd);
-    m_fd = -1;
+    m_io->close();
     m_currentEntry = -1;
     freeBuffers();
 }
@@ -235,12 +177,12 @@ bool CxFile::usable(int64_t offset) const
 
 bool CxFile::readBlock(int32_t offset, unsigned char* block)
 {
-    return usable(offset) && readAt(m_fd, offset, block, blockSize());
+    return usable(offset) && m_io->read(offset, block, blockSize());
 }
 
 bool CxFile::writeBlock(int32_t offset, const unsigned char* block)
 {
-    return usable(offset) && writeAt(m_fd, offset, block, blockSize());
+    return usable(offset) && m_io->write(offset, block, blockSize());
 }
 
 bool CxFile::loadIndexBlock(int32_t offset, unsigned char* block)
@@ -705,7 +647,7 @@ bool CxFile::DeleteRecord()
 void CxFile::FlushToDisk()
 {
     if (isOpen())
-        ::fsync(m_fd);
+        m_io->sync();
 }
 
 void CxFile::WriteHeader()
@@ -714,7 +656,7 @@ void CxFile::WriteHeader()
         return;
     unsigned char raw[HeaderSize];
     encodeHeader(m_header, raw);
-    writeAt(m_fd, 0, raw, HeaderSize);
+    m_io->write(0, raw, HeaderSize);
     FlushToDisk();
 }
 
@@ -725,17 +667,16 @@ int32_t CxFile::GetFreeBlock()
     int32_t result = -1;
     const int32_t head = m_header.freeListHead;
     unsigned char link[4];
-    if (head > 0 && usable(head) && readAt(m_fd, head + FrNext, link, sizeof link)) {
+    if (head > 0 && usable(head) && m_io->read(head + FrNext, link, sizeof link)) {
         result = head;
         m_header.freeListHead = GetLE32(link);
     } else {
         // A head outside the file is damage: leave the list alone and grow.
-        const off_t end = lseek(m_fd, 0, SEEK_END);
-        if (end < HeaderSize || int64_t(end) + blockSize() > INT32_MAX
-            || !writeAt(m_fd, end, m_dataBlock, blockSize()))
+        const int64_t end = m_io->size();
+        if (end < HeaderSize || end + blockSize() > INT32_MAX || !m_io->write(end, m_dataBlock, blockSize()))
             return -1;
         result = int32_t(end);
-        m_fileSize = std::max<int64_t>(m_fileSize, int64_t(end) + blockSize());
+        m_fileSize = std::max<int64_t>(m_fileSize, end + blockSize());
     }
     WriteHeader();
     return result;
@@ -747,7 +688,7 @@ void CxFile::FreeBlock(int32_t offset)
         return;
     unsigned char link[4];
     PutLE32(link, m_header.freeListHead);
-    writeAt(m_fd, offset + FrNext, link, sizeof link);
+    m_io->write(offset + FrNext, link, sizeof link);
     m_header.freeListHead = offset;
     WriteHeader();
 }

@@ -1,6 +1,7 @@
 #ifndef VAULTIX_STORAGE_CXFILE_H
 #define VAULTIX_STORAGE_CXFILE_H
 
+#include "storage/cxio.h"
 #include "storage/cxlayout.h"
 
 #include <cstdint>
@@ -22,7 +23,9 @@ struct CxFileHeader
 class CxFile
 {
 public:
-    explicit CxFile(const char* signature);
+    // All file access goes through `io` when given (not owned; it must
+    // outlive the object), else through the real file system.
+    explicit CxFile(const char* signature, CxIo* io = nullptr);
     virtual ~CxFile();
 
     // 0 on success; -1 missing file, -2 cannot open, -3 too short or foreign.
@@ -49,7 +52,7 @@ public:
     virtual void FreeBlock(int32_t offset);
     virtual void SplitIndexBlock(int32_t key);
 
-    bool isOpen() const { return m_fd >= 1; }
+    bool isOpen() const { return m_io->isOpen(); }
     const CxFileHeader& header() const { return m_header; }
 
 private:
@@ -67,8 +70,9 @@ private:
     void freeDataChain(int32_t first);
     void freeBuffers();
 
-    char m_signature[16];
-    int m_fd;
+    char m_signature[CxLayout::SignatureSize];
+    CxPosixIo m_posixIo;
+    CxIo* m_io;
     CxFileHeader m_header;
     unsigned char* m_dataBlock;
     unsigned char* m_indexBlock;
