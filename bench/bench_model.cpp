@@ -6,6 +6,7 @@
 #include "model/records.h"
 #include "security/password.h"
 #include "security/passwordchange.h"
+#include "model/session.h"
 #include "storage/cxfile.h"
 
 #include <QElapsedTimer>
@@ -19,18 +20,17 @@ namespace {
 
 const QString Password = QStringLiteral("bench password");
 
+std::unique_ptr<CSession> session;
+
 void openFile(const QString& path)
 {
-    _AppFile = new CxFile(_AppSignature);
-    _AppCfg = new CvxConfig(path);
+    session = std::make_unique<CSession>(path);
+    session->open();
 }
 
 void closeFile()
 {
-    delete _AppCfg;
-    _AppCfg = nullptr;
-    delete _AppFile;
-    _AppFile = nullptr;
+    session.reset();
 }
 
 // Half the records in the three protected default categories, half in the

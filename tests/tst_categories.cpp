@@ -1,6 +1,7 @@
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
 #include "model/categories.h"
+#include "model/session.h"
 #include "storage/cxfile.h"
 
 #include <QTemporaryDir>
@@ -14,14 +15,15 @@ class TstCategories : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
+    std::unique_ptr<CSession> m_session;
 
 private slots:
-    void cleanup() { delete _AppCfg; delete _AppFile; _AppCfg = nullptr; _AppFile = nullptr; }
+    void cleanup() { m_session.reset(); }
 
     void defaultDatabase()
     {
-        _AppFile = new CxFile(_AppSignature);
-        _AppCfg = new CvxConfig(m_dir.filePath(QStringLiteral("c.dat")));
+        m_session = std::make_unique<CSession>(m_dir.filePath(QStringLiteral("c.dat")));
+        m_session->open();
         QMap<int, int> sizes, expected{{0, 88}, {100, 1}, {1000, 1}};
         for (int k = 101; k <= 112; ++k)
             expected[k] = 264;

@@ -1,11 +1,14 @@
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
+#include "model/session.h"
 #include "storage/cxfile.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <memory>
 
 #include <cstring>
 
@@ -14,15 +17,16 @@ class TstConfig : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
+    std::unique_ptr<CSession> m_session;
 
     void open()
     {
-        _AppFile = new CxFile(_AppSignature);
-        _AppCfg = new CvxConfig(m_dir.filePath(QStringLiteral("s.dat")));
+        m_session = std::make_unique<CSession>(m_dir.filePath(QStringLiteral("s.dat")));
+        m_session->open();
     }
 
 private slots:
-    void cleanup() { delete _AppCfg; delete _AppFile; _AppCfg = nullptr; _AppFile = nullptr; }
+    void cleanup() { m_session.reset(); }
 
     void storedForm()
     {

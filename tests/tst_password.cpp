@@ -4,11 +4,14 @@
 #include "model/records.h"
 #include "security/password.h"
 #include "security/passwordchange.h"
+#include "model/session.h"
 #include "storage/cxfile.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <memory>
 
 #include <cstring>
 
@@ -17,6 +20,7 @@ class TstPassword : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
+    std::unique_ptr<CSession> m_session;
     int m_files = 0;
 
     static QByteArray verifier() { return QByteArray(reinterpret_cast<const char*>(_AppCfg->verifier), 8); }
@@ -24,10 +28,10 @@ class TstPassword : public QObject
 private slots:
     void init()
     {
-        _AppFile = new CxFile(_AppSignature);
-        _AppCfg = new CvxConfig(m_dir.filePath(QStringLiteral("p%1.dat").arg(m_files++)));
+        m_session = std::make_unique<CSession>(m_dir.filePath(QStringLiteral("p%1.dat").arg(m_files++)));
+        m_session->open();
     }
-    void cleanup() { delete _AppCfg; delete _AppFile; _AppCfg = nullptr; _AppFile = nullptr; }
+    void cleanup() { m_session.reset(); }
 
     void verifierAndCheck()
     {

@@ -7,12 +7,15 @@
 #include "config/vxconfig.h"
 #include "model/keyplan.h"
 #include "model/record.h"
+#include "model/session.h"
 #include "storage/cxfile.h"
 
 #include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <memory>
 
 #include <set>
 
@@ -34,8 +37,9 @@ private slots:
         QTemporaryDir dir;
         const QString appPath = dir.filePath("app.dat");
         const QString refPath = dir.filePath("ref.dat");
-        _AppFile = new CxFile(_AppSignature);
-        _AppCfg = new CvxConfig(appPath);
+        CSession session(appPath);
+        QVERIFY(session.open());
+        session.setSaveOnClose(false); // the reference file never sees a settings write
         QVERIFY(QFile::copy(appPath, refPath));
         CxFile ref(_AppSignature);
         QCOMPARE(ref.Open(refPath.toLocal8Bit().constData()), 0);
@@ -66,10 +70,7 @@ private slots:
             }
         }
         ref.Close();
-        delete _AppCfg;
-        _AppCfg = nullptr;
-        delete _AppFile;
-        _AppFile = nullptr;
+        session.close();
 
         QFile a(appPath), b(refPath);
         QVERIFY(a.open(QIODevice::ReadOnly) && b.open(QIODevice::ReadOnly));

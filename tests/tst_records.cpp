@@ -3,6 +3,7 @@
 #include "model/categories.h"
 #include "model/records.h"
 #include "security/password.h"
+#include "model/session.h"
 #include "storage/cxfile.h"
 
 #include <QTemporaryDir>
@@ -17,6 +18,7 @@ class TstRecords : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
+    std::unique_ptr<CSession> m_session;
     int m_files = 0;
 
     static QByteArray le(qint32 v) { QByteArray b(4, '\0'); qToLittleEndian(v, b.data()); return b; }
@@ -41,10 +43,10 @@ class TstRecords : public QObject
 private slots:
     void init()
     {
-        _AppFile = new CxFile(_AppSignature);
-        _AppCfg = new CvxConfig(m_dir.filePath(QStringLiteral("r%1.dat").arg(m_files++)));
+        m_session = std::make_unique<CSession>(m_dir.filePath(QStringLiteral("r%1.dat").arg(m_files++)));
+        m_session->open();
     }
-    void cleanup() { delete _AppCfg; delete _AppFile; _AppCfg = nullptr; _AppFile = nullptr; }
+    void cleanup() { m_session.reset(); }
 
     void storedForm()
     {

@@ -2,12 +2,15 @@
 #include "config/vxconfig.h"
 #include "model/categories.h"
 #include "model/record.h"
+#include "model/session.h"
 #include "storage/cxfile.h"
 
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <memory>
 
 namespace {
 
@@ -55,11 +58,9 @@ private:
     // protected one, a plain one and one whose category does not exist.
     QString makeFileWithRecords(const QString& name)
     {
-        _AppFile = new CxFile(_AppSignature);
-        _AppCfg = new CvxConfig(path(name));
+        CSession session(path(name));
+        session.open();
         {
-            CCategories categories;
-            categories.LoadAll();
             const QStringList rows[] = {{"0", "My bank", "12345678", "4321", "", "", "", "line one\nline two"},
                                         {"3", "Mail", "me", "pw", "pop", "smtp", "", ""},
                                         {"77", "Orphan", "x", "", "", "", "", ""}};
@@ -69,13 +70,7 @@ private:
                 r.SetDataText(t[1], t[2], t[3], t[4], t[5], t[6], t[7]);
                 r.WriteRecord(false);
             }
-            categories.DeleteAll();
         }
-        delete _AppCfg;
-        _AppCfg = nullptr;
-        _AppFile->Close();
-        delete _AppFile;
-        _AppFile = nullptr;
         return path(name);
     }
 
