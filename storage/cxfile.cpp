@@ -687,8 +687,16 @@ void CxFile::FreeBlock(int32_t offset)
     if (!isOpen() || offset <= 0 || !usable(offset))
         return;
     unsigned char link[4];
+    unsigned char old[4];
     PutLE32(link, m_header.freeListHead);
-    m_io->write(offset + FrNext, link, sizeof link);
+    // The header must not name the block before its link is on disk: a
+    // disk may write the header first, and a stale first word (an index
+    // block's lowest key) would then hand out a live block. The common case,
+    // a data chain freed front to back, finds the link there already.
+    if (!m_io->read(offset + FrNext, old, sizeof old) || std::memcmp(old, link, sizeof link) != 0) {
+        m_io->write(offset + FrNext, link, sizeof link);
+        FlushToDisk();
+    }
     m_header.freeListHead = offset;
     WriteHeader();
 }

@@ -3,6 +3,7 @@
 #include "storage/cxlayout.h"
 
 #include <QtEndian>
+#include <QSet>
 #include <QVector>
 
 #include <climits>
@@ -277,8 +278,15 @@ void CxFileCheck::walkIndexChain()
     }
 
     m_recordCount = entries.size();
-    for (const Entry& e : entries)
-        walkDataChain(e.key, e.firstBlock, e.length);
+    // An interrupted split lists entries twice (reported above as keys out
+    // of order); their data is walked once.
+    QSet<QPair<qint32, qint32>> walked;
+    for (const Entry& e : entries) {
+        if (!walked.contains({e.key, e.firstBlock})) {
+            walked.insert({e.key, e.firstBlock});
+            walkDataChain(e.key, e.firstBlock, e.length);
+        }
+    }
 }
 
 void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)

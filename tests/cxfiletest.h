@@ -1,7 +1,7 @@
 #ifndef VAULTIX_TESTS_CXFILETEST_H
 #define VAULTIX_TESTS_CXFILETEST_H
 
-// Helpers shared by the record file tests and crashwriter.
+// Helpers shared by the record file tests.
 #include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
 

@@ -73,6 +73,15 @@ private slots:
                                 le32(b, 36 + IxHighest), le32(b, 36 + IxNext)}),
                  (QList<qint32>{2468, 36, 107, 1000, -1}));
         QCOMPARE(structureProblem(b), QString());
+
+        // A delete from the full block moves the later entries down by one
+        // and leaves the slot after them, and the padding, as they were.
+        QByteArray expected = b.mid(2468, 128);
+        expected.replace(entryAt(1), 6 * IndexEntrySize, expected.mid(entryAt(2), 6 * IndexEntrySize));
+        qToLittleEndian<qint32>(7, expected.data() + IxCount);
+        QCOMPARE(file.Open(m_path.toLocal8Bit().constData()), 0);
+        QVERIFY(file.FindRecord(100) && file.DeleteRecord());
+        QCOMPARE(fileBytes(m_path).mid(2468, 128).toHex(' '), expected.toHex(' '));
     }
 
     // 300 bytes take 116 + 116 + 68, 232 bytes two full blocks, an empty

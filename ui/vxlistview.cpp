@@ -1,0 +1,262 @@
+#include "ui/vxlistview.h"
+
+#include "config/appglobals.h"
+#include "config/vxconfig.h"
+#include "model/categories.h"
+#include "model/records.h"
+#include "security/dlgchgpassword.h"
+#include "ui/vxlistviewitem.h"
+
+#include <QHeaderView>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPixmap>
+#include <QResizeEvent>
+#include <QScrollBar>
+#include <QStyledItemDelegate>
+
+namespace {
+
+constexpr int ColumnWidths[4] = {20, 74, 70, 70};
+// Band height of the empty area when there is no row to measure.
+constexpr int EmptyBandHeight = 16;
+
+// Column 0 holds only the category's 18 x 14 picture; the default
+// decoration margin would push it past the 20-pixel column, so centre it.
+class CIconCellDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override
+    {
+        QStyleOptionViewItem cell(option);
+        initStyleOption(&cell, index);
+        cell.features &= ~QStyleOptionViewItem::HasDecoration;
+        cell.icon = QIcon();
+        cell.text.clear();
+        const QWidget* widget = option.widget;
+        QStyle* style = widget ? widget->style() : nullptr;
+        if (style)
+            style->drawControl(QStyle::CE_ItemViewItem, &cell, painter, widget);
+        const QPixmap picture = index.data(Qt::DecorationRole).value<QPixmap>();
+        if (picture.isNull())
+            return;
+        QRect place(QPoint(0, 0), picture.deviceIndependentSize().toSize());
+        place.moveCenter(option.rect.center());
+        painter->drawPixmap(place, picture);
+    }
+};
+
+} // namespace
+
+CvxListView::CvxListView(QWidget* parent)
+    : QTreeWidget(parent)
+    , m_mainWindow(parent)
+{
+    setColumnCount(4);
+    setHeaderLabels({tr("C"), tr(" "), tr(" "), tr(" ")});
+    QHeaderView* head = header();
+    // Qt keeps sections wider than 20 pixels unless the minimum is lowered.
+    head->setMinimumSectionSize(1);
+    head->setStretchLastSection(false);
+    head->setSectionsMovable(false);
+    for (int column = 0; column < 4; ++column) {
+        head->setSectionResizeMode(column, QHeaderView::Fixed);
+        head->resizeSection(column, ColumnWidths[column]);
+    }
+    setItemDelegateForColumn(0, new CIconCellDelegate(this));
+
+    setRootIsDecorated(false);
+    setUniformRowHeights(true);
+    setAllColumnsShowFocus(true);
+    // Stripes follow the screen position, so a row may scroll partly out.
+    setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    setSortingEnabled(true);
+    sortByColumn(1, Qt::AscendingOrder);
+
+    m_categories = std::make_unique<CCategories>();
+    m_records = std::make_unique<CRecords>();
+    m_categories->LoadAll();
+    m_records->LoadAll(m_categories.get());
+
+    connect(this, qOverload<int>(&CvxListView::signalShowFilteredByCategory), this,
+            qOverload<int>(&CvxListView::slotShowFilteredByCategory));
+    connect(this, qOverload<>(&CvxListView::signalShowFilteredByCategory), this,
+            qOverload<>(&CvxListView::slotShowFilteredByCategory));
+    connect(this, &QTreeWidget::itemClicked, this, &CvxListView::slotItemClicked);
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &CvxListView::slotScrollbarMoved);
+    // The main window is not known here by type; connect by name when it
+    // has the slots.
+    if (parent) {
+        const QMetaObject* meta = parent->metaObject();
+        if (meta->indexOfSlot("slotUpdateCategoryCombo()") >= 0)
+            connect(this, SIGNAL(signalUpdateCategoryCombo()), parent, SLOT(slotUpdateCategoryCombo()));
+        if (meta->indexOfSlot("slotUpdateLockIcon()") >= 0)
+            connect(this, SIGNAL(signalUpdateLockIcon()), parent, SLOT(slotUpdateLockIcon()));
+    }
+}
+
+CvxListView::~CvxListView()
+{
+    // Rows point into the record collection: drop them first.
+    clear();
+}
+
+// --- Rows ---------------------------------------------------------------------
+
+void CvxListView::slotShowFilteredByCategory(int id)
+{
+    m_filter = id;
+    emit signalShowFilteredByCategory();
+}
+
+void CvxListView::slotShowFilteredByCategory()
+{
+    const bool updates = updatesEnabled();
+    setUpdatesEnabled(false);
+    // Rows go in in collection order and are sorted once at the end, so
+    // rows with equal keys keep that order.
+    const bool sorting = isSortingEnabled();
+    setSortingEnabled(false);
+    clear();
+    for (CRecord* record = m_records->first(); record; record = CRecords::nextOf(record)) {
+        if (m_filter == -1 || record->category == m_filter)
+            new CvxListViewItem(this, record);
+    }
+
+    const CCategory* category = m_filter == -1 ? nullptr : m_categories->GetCategory(m_filter);
+    QTreeWidgetItem* head = headerItem();
+    for (int column = 1; column <= 3; ++column) {
+        if (category && category->id == m_filter)
+            head->setText(column, category->labels[column - 1]);
+        else
+            head->setText(column, tr("Field %1").arg(column));
+    }
+    setSortingEnabled(sorting);
+    setUpdatesEnabled(updates);
+
+    emit signalUpdateLockIcon();
+    viewport()->update();
+}
+
+void CvxListView::slotItemClicked(QTreeWidgetItem* item, int column)
+{
+    if (m_tapButton == Qt::LeftButton)
+        slotLeftButtonClicked(item, m_tapPoint, column);
+}
+
+void CvxListView::mouseReleaseEvent(QMouseEvent* e)
+{
+    m_tapPoint = e->globalPosition().toPoint();
+    m_tapButton = e->button();
+    QTreeWidget::mouseReleaseEvent(e);
+    m_tapButton = Qt::NoButton;
+}
+
+void CvxListView::slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint& point, int column)
+{
+    Q_UNUSED(item);
+    Q_UNUSED(point);
+    Q_UNUSED(column);
+}
+
+// --- Commands -------------------------------------------------------------------
+
+void CvxListView::slotMenuPassWord()
+{
+    if (CdlgChgPassword::RunChangeFlow(this, records(), categories()) != 0)
+        emit signalShowFilteredByCategory();
+}
+
+void CvxListView::slotMenuCategory() {}
+void CvxListView::slotMenuOption() {}
+void CvxListView::slotMenuImport() {}
+void CvxListView::slotMenuExport() {}
+void CvxListView::slotMenuAbout() {}
+void CvxListView::slotNewRecord() {}
+
+// --- Stripes --------------------------------------------------------------------
+
+int CvxListView::StripeHeight() const
+{
+    // Any row gives the height (they are uniform), scrolled into view or not.
+    if (topLevelItemCount() > 0) {
+        const int height = rowHeight(indexFromItem(topLevelItem(0)));
+        if (height > 0)
+            return height;
+    }
+    return EmptyBandHeight;
+}
+
+QColor CvxListView::StripeColour(int top) const
+{
+    // By screen position, truncated toward zero: a partly scrolled top row
+    // and the row below it both get the first colour.
+    const bool even = (top / StripeHeight()) % 2 == 0;
+    if (!_AppCfg)
+        return palette().color(QPalette::Base);
+    return even ? _AppCfg->colourOdd : _AppCfg->colourEven;
+}
+
+void CvxListView::drawRow(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
+{
+    painter->fillRect(QRect(0, option.rect.top(), viewport()->width(), option.rect.height()),
+                      StripeColour(option.rect.top()));
+    QTreeWidget::drawRow(painter, option, index);
+}
+
+void CvxListView::paintEvent(QPaintEvent* e)
+{
+    QTreeWidget::paintEvent(e);
+    QRect area = viewport()->rect();
+    const int rows = topLevelItemCount();
+    if (rows > 0)
+        area.setTop(visualItemRect(topLevelItem(rows - 1)).bottom() + 1);
+    if (area.isEmpty())
+        return;
+    QPainter painter(viewport());
+    paintEmptyArea(&painter, area);
+}
+
+void CvxListView::paintEmptyArea(QPainter* painter, const QRect& rect)
+{
+    const int height = StripeHeight();
+    for (int y = rect.top(); y <= rect.bottom(); y += height)
+        painter->fillRect(QRect(rect.left(), y, rect.width(), qMin(height, rect.bottom() + 1 - y)), StripeColour(y));
+}
+
+void CvxListView::slotScrollbarMoved(int value)
+{
+    Q_UNUSED(value);
+    // Scrolling moves the painted pixels, but stripes belong to the screen.
+    viewport()->update();
+}
+
+// --- Size -----------------------------------------------------------------------
+
+bool CvxListView::event(QEvent* e)
+{
+    const bool done = QTreeWidget::event(e);
+    // The widget's own resize does not reach resizeEvent() when the viewport
+    // keeps its size (a scroll bar taking up the change).
+    if (e->type() == QEvent::Resize)
+        EmitResized();
+    return done;
+}
+
+void CvxListView::resizeEvent(QResizeEvent* e)
+{
+    QTreeWidget::resizeEvent(e);
+    EmitResized();
+}
+
+void CvxListView::EmitResized()
+{
+    // resizeEvent() reports the viewport; dialogs follow the whole widget.
+    if (size() == m_reportedSize)
+        return;
+    QResizeEvent whole(size(), m_reportedSize);
+    m_reportedSize = size();
+    emit signalResized(&whole);
+}

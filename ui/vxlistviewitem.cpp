@@ -1,0 +1,62 @@
+#include "ui/vxlistviewitem.h"
+
+#include "model/categories.h"
+#include "model/record.h"
+#include "platform/resource.h"
+#include "ui/vxlistview.h"
+
+CvxListViewItem::CvxListViewItem(QTreeWidget* list, CRecord* record)
+    : QTreeWidgetItem(list, Type)
+    , m_record(record)
+{
+    if (!m_record)
+        return;
+    const CCategory* category = GetCategory();
+    if (!category) {
+        setText(1, QStringLiteral("-- CORRUPT RECORD --"));
+        return;
+    }
+    QString text;
+    for (int column = 1; column <= 3; ++column) {
+        m_record->GetDataText(column - 1, text);
+        setText(column, text);
+    }
+    if (!category->icon.isEmpty())
+        setData(0, Qt::DecorationRole, Resource::loadPixmap(QStringLiteral("korel/icons.18x14/") + category->icon));
+}
+
+CCategory* CvxListViewItem::GetCategory(CvxListView* list) const
+{
+    if (!list)
+        list = qobject_cast<CvxListView*>(treeWidget());
+    if (!m_record || !list || !list->categories() || m_record->category < 0)
+        return nullptr;
+    // The lookup falls back to the first category; only an exact id counts.
+    CCategory* category = list->categories()->GetCategory(m_record->category);
+    return category && category->id == m_record->category ? category : nullptr;
+}
+
+QString CvxListViewItem::key(int column) const
+{
+    if (column < 0 || column > 3)
+        return text(column).toUpper();
+    const unsigned char bit = 1u << column;
+    if (!(m_keysMade & bit)) {
+        if (column == 0) {
+            const CCategory* category = GetCategory();
+            m_keys[0] = category ? category->name.toUpper() : QString();
+        } else {
+            m_keys[column] = text(column).toUpper();
+        }
+        m_keysMade |= bit;
+    }
+    return m_keys[column];
+}
+
+bool CvxListViewItem::operator<(const QTreeWidgetItem& other) const
+{
+    const int column = treeWidget() ? treeWidget()->sortColumn() : 1;
+    if (other.type() != Type)
+        return QTreeWidgetItem::operator<(other);
+    return key(column) < static_cast<const CvxListViewItem&>(other).key(column);
+}

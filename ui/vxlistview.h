@@ -1,0 +1,81 @@
+#ifndef VAULTIX_UI_VXLISTVIEW_H
+#define VAULTIX_UI_VXLISTVIEW_H
+
+#include <QPoint>
+#include <QSize>
+#include <QTreeWidget>
+
+#include <memory>
+
+class CCategories;
+class CRecords;
+class QResizeEvent;
+
+// The main screen: one row per record of the chosen category (or of all).
+// It owns the two collections, receives every menu and tool-bar command and
+// rebuilds all its rows after each one.
+class CvxListView : public QTreeWidget
+{
+    Q_OBJECT
+
+public:
+    // The parent is the main window; its slotUpdateCategoryCombo() and
+    // slotUpdateLockIcon(), when it has them, are connected here.
+    explicit CvxListView(QWidget* parent = nullptr);
+    ~CvxListView() override;
+
+    CCategories* categories() const { return m_categories.get(); }
+    CRecords* records() const { return m_records.get(); }
+    // The id of the category shown, or -1 for all.
+    int filter() const { return m_filter; }
+
+signals:
+    // Carries the list widget's whole size, header and frame included.
+    void signalResized(QResizeEvent* event);
+    void signalShowFilteredByCategory(int id);
+    void signalShowFilteredByCategory();
+    void signalUpdateCategoryCombo();
+    void signalUpdateLockIcon();
+
+public slots:
+    void slotMenuCategory();
+    void slotMenuOption();
+    void slotMenuImport();
+    void slotMenuExport();
+    void slotMenuPassWord();
+    void slotMenuAbout();
+    void slotNewRecord();
+    void slotShowFilteredByCategory();
+    void slotShowFilteredByCategory(int id);
+    // A left tap on a row; `point` is the global position of the tap.
+    virtual void slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint& point, int column);
+    void slotScrollbarMoved(int value);
+
+protected:
+    bool event(QEvent* e) override;
+    void resizeEvent(QResizeEvent* e) override;
+    void paintEvent(QPaintEvent* e) override;
+    void mouseReleaseEvent(QMouseEvent* e) override;
+    void drawRow(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    // The viewport below the last row, striped on as if rows went on.
+    void paintEmptyArea(QPainter* painter, const QRect& rect);
+
+private slots:
+    void slotItemClicked(QTreeWidgetItem* item, int column);
+
+private:
+    int StripeHeight() const;
+    QColor StripeColour(int top) const;
+    void EmitResized();
+
+    std::unique_ptr<CRecords> m_records;
+    std::unique_ptr<CCategories> m_categories;
+    int m_filter = -1;
+    QWidget* m_mainWindow;
+
+    QSize m_reportedSize{-1, -1};
+    QPoint m_tapPoint;
+    Qt::MouseButton m_tapButton = Qt::NoButton;
+};
+
+#endif

@@ -1,0 +1,35 @@
+#ifndef VAULTIX_UI_VXLISTVIEWITEM_H
+#define VAULTIX_UI_VXLISTVIEWITEM_H
+
+#include <QString>
+#include <QTreeWidgetItem>
+
+class CCategory;
+class CRecord;
+class CvxListView;
+
+// One row of the record list. The record belongs to the collection; rows
+// are thrown away and made again on every rebuild, so none outlives it.
+class CvxListViewItem : public QTreeWidgetItem
+{
+public:
+    enum { Type = QTreeWidgetItem::UserType + 1 };
+
+    CvxListViewItem(QTreeWidget* list, CRecord* record);
+
+    // The record's category, or null when it has none (or no list is known).
+    CCategory* GetCategory(CvxListView* list = nullptr) const;
+    CRecord* GetRecord() const { return m_record; }
+
+    // Upper-cased so that sorting ignores case; column 0 sorts by category name.
+    QString key(int column) const;
+    bool operator<(const QTreeWidgetItem& other) const override;
+
+private:
+    CRecord* m_record;
+    // Sorting asks for each key many times; a row's texts never change.
+    mutable QString m_keys[4];
+    mutable unsigned char m_keysMade = 0;
+};
+
+#endif
