@@ -77,10 +77,21 @@ CxFile::~CxFile()
 
 int CxFile::Open(const char* path)
 {
+    return openAs(path, CxIo::Mode::ReadWrite);
+}
+
+int CxFile::OpenReadOnly(const char* path)
+{
+    return openAs(path, CxIo::Mode::ReadOnly);
+}
+
+int CxFile::openAs(const char* path, CxIo::Mode mode)
+{
     if (isOpen())
         Close();
-    if (const int error = m_io->open(path, CxIo::Mode::ReadWrite))
+    if (const int error = m_io->open(path, mode))
         return error == ENOENT ? -1 : -2;
+    m_readOnly = mode == CxIo::Mode::ReadOnly;
 
     const int64_t size = m_io->size();
     unsigned char raw[HeaderSize];
@@ -113,6 +124,7 @@ int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, 
         Close();
     if (m_io->open(path, CxIo::Mode::Create) != 0)
         return -2;
+    m_readOnly = false;
 
     unsigned size = std::min(std::max(blockSize, unsigned(MinBlockSize)), unsigned(MaxBlockSize));
     unsigned rounded = MinBlockSize;
@@ -148,7 +160,21 @@ void CxFile::Close()
         return;
     m_io->close();
     m_currentEntry = -1;
+    m_cache.clear();
     freeBuffers();
+}
+
+void CxFile::setIndexCache(bool on)
+{
+    m_cacheOn = on;
+    m_cache.clear();
+}
+
+size_t CxFile::indexCacheBytes() const
+{
+    // Each entry: its block, plus the tree node with its key and vector.
+    constexpr size_t node = 4 * sizeof(void*) + sizeof(int32_t) + sizeof(std::vector<unsigned char>);
+    return m_cache.size() * (node + size_t(std::max(blockSize(), 0)));
 }
 
 void CxFile::freeBuffers()
@@ -175,20 +201,66 @@ bool CxFile::usable(int64_t offset) const
     return offset >= HeaderSize && offset + blockSize() <= m_fileSize;
 }
 
+// Reads from a cached block when one holds the whole range.
+bool CxFile::fetch(int64_t offset, void* buffer, int64_t length)
+{
+    auto it = m_cache.upper_bound(int32_t(std::min<int64_t>(offset, INT32_MAX)));
+    if (it != m_cache.begin()) {
+        --it;
+        if (offset + length <= int64_t(it->first) + blockSize()) {
+            std::memcpy(buffer, it->second.data() + (offset - it->first), size_t(length));
+            return true;
+        }
+    }
+    return m_io->read(offset, buffer, length);
+}
+
+// Writes through, and keeps every cached block that the range touches
+// equal to the file (or drops it when the write failed and the file's
+// bytes are unknown).
+bool CxFile::put(int64_t offset, const void* buffer, int64_t length)
+{
+    if (m_readOnly)
+        return false;
+    const bool written = m_io->write(offset, buffer, length);
+    auto it = m_cache.lower_bound(int32_t(std::max<int64_t>(offset - blockSize() + 1, INT32_MIN)));
+    while (it != m_cache.end() && it->first < offset + length) {
+        if (!written) {
+            it = m_cache.erase(it);
+            continue;
+        }
+        const int64_t from = std::max<int64_t>(offset, it->first);
+        const int64_t to = std::min<int64_t>(offset + length, int64_t(it->first) + blockSize());
+        std::memcpy(it->second.data() + (from - it->first), static_cast<const unsigned char*>(buffer) + (from - offset),
+                    size_t(to - from));
+        ++it;
+    }
+    return written;
+}
+
 bool CxFile::readBlock(int32_t offset, unsigned char* block)
 {
-    return usable(offset) && m_io->read(offset, block, blockSize());
+    return usable(offset) && fetch(offset, block, blockSize());
 }
 
 bool CxFile::writeBlock(int32_t offset, const unsigned char* block)
 {
-    return usable(offset) && m_io->write(offset, block, blockSize());
+    return usable(offset) && put(offset, block, blockSize());
 }
 
 bool CxFile::loadIndexBlock(int32_t offset, unsigned char* block)
 {
-    if (!readBlock(offset, block))
+    if (!usable(offset))
         return false;
+    auto it = m_cache.find(offset);
+    if (it != m_cache.end()) {
+        std::memcpy(block, it->second.data(), size_t(blockSize()));
+    } else {
+        if (!m_io->read(offset, block, blockSize()))
+            return false;
+        if (m_cacheOn && int64_t(m_cache.size()) < maxBlocks())
+            m_cache.emplace(offset, std::vector<unsigned char>(block, block + blockSize()));
+    }
     // A damaged block must not send its write-back elsewhere or claim
     // more entries than fit.
     setField(block, IxOwn, offset);
@@ -307,7 +379,7 @@ bool CxFile::FindLastRecord()
 bool CxFile::AddRecord(int32_t key, const char* data, int32_t size)
 {
     m_currentEntry = -1;
-    if (!isOpen())
+    if (!writable())
         return false;
     if (!data || size < 0)
         size = 0;
@@ -398,7 +470,7 @@ bool CxFile::AddRecord(int32_t key, const char* data, int32_t size)
 
 void CxFile::SplitIndexBlock(int32_t key)
 {
-    if (!isOpen())
+    if (!writable())
         return;
     unsigned char* a = m_indexBlock;
     const int count = entryCount(a);
@@ -584,7 +656,7 @@ void CxFile::freeDataChain(int32_t first)
 
 bool CxFile::UpdateRecord(const char* data, int32_t size)
 {
-    if (!isOpen() || !hasCurrentEntry())
+    if (!writable() || !hasCurrentEntry())
         return false;
     if (!data || size < 0)
         size = 0;
@@ -602,7 +674,7 @@ bool CxFile::UpdateRecord(const char* data, int32_t size)
 
 bool CxFile::DeleteRecord()
 {
-    if (!isOpen() || !hasCurrentEntry())
+    if (!writable() || !hasCurrentEntry())
         return false;
     freeDataChain(field(entry(m_indexBlock, m_currentEntry), EnFirst));
 
@@ -646,34 +718,35 @@ bool CxFile::DeleteRecord()
 
 void CxFile::FlushToDisk()
 {
-    if (isOpen())
+    if (writable())
         m_io->sync();
 }
 
 void CxFile::WriteHeader()
 {
-    if (!isOpen())
+    if (!writable())
         return;
     unsigned char raw[HeaderSize];
     encodeHeader(m_header, raw);
-    m_io->write(0, raw, HeaderSize);
+    put(0, raw, HeaderSize);
     FlushToDisk();
 }
 
 int32_t CxFile::GetFreeBlock()
 {
-    if (!isOpen())
+    if (!writable())
         return -1;
     int32_t result = -1;
     const int32_t head = m_header.freeListHead;
     unsigned char link[4];
-    if (head > 0 && usable(head) && m_io->read(head + FrNext, link, sizeof link)) {
+    if (head > 0 && usable(head) && fetch(head + FrNext, link, sizeof link)) {
         result = head;
         m_header.freeListHead = GetLE32(link);
     } else {
         // A head outside the file is damage: leave the list alone and grow.
-        const int64_t end = m_io->size();
-        if (end < HeaderSize || end + blockSize() > INT32_MAX || !m_io->write(end, m_dataBlock, blockSize()))
+        // Blocks are only appended, so the end is known without asking.
+        const int64_t end = m_fileSize;
+        if (end < HeaderSize || end + blockSize() > INT32_MAX || !put(end, m_dataBlock, blockSize()))
             return -1;
         result = int32_t(end);
         m_fileSize = std::max<int64_t>(m_fileSize, end + blockSize());
@@ -684,7 +757,7 @@ int32_t CxFile::GetFreeBlock()
 
 void CxFile::FreeBlock(int32_t offset)
 {
-    if (!isOpen() || offset <= 0 || !usable(offset))
+    if (!writable() || offset <= 0 || !usable(offset))
         return;
     unsigned char link[4];
     unsigned char old[4];
@@ -693,8 +766,8 @@ void CxFile::FreeBlock(int32_t offset)
     // disk may write the header first, and a stale first word (an index
     // block's lowest key) would then hand out a live block. The common case,
     // a data chain freed front to back, finds the link there already.
-    if (!m_io->read(offset + FrNext, old, sizeof old) || std::memcmp(old, link, sizeof link) != 0) {
-        m_io->write(offset + FrNext, link, sizeof link);
+    if (!fetch(offset + FrNext, old, sizeof old) || std::memcmp(old, link, sizeof link) != 0) {
+        put(offset + FrNext, link, sizeof link);
         FlushToDisk();
     }
     m_header.freeListHead = offset;

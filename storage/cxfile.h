@@ -4,7 +4,10 @@
 #include "storage/cxio.h"
 #include "storage/cxlayout.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
+#include <vector>
 
 // The on-disk header, 36 bytes, all integers little-endian.
 struct CxFileHeader
@@ -19,7 +22,9 @@ struct CxFileHeader
 
 // A keyed record file: fixed-size blocks holding variable-length records
 // under unique 32-bit keys, kept in key order by a chain of index blocks.
-// Every change is written through and synced at once.
+// Every change is written through and synced at once. Index blocks are
+// kept in memory once read, as exact copies of the file's bytes, so walks
+// cost no system calls.
 class CxFile
 {
 public:
@@ -30,6 +35,9 @@ public:
 
     // 0 on success; -1 missing file, -2 cannot open, -3 too short or foreign.
     virtual int Open(const char* path);
+    // As Open, on a file that may only be read: every change then fails
+    // and nothing is ever written.
+    int OpenReadOnly(const char* path);
     // 0 on success, -2 when the file cannot be opened.
     virtual int Create(const char* path, unsigned blockSize, unsigned versionMajor, unsigned versionMinor);
     virtual int GetFileVersion(int& major, int& minor);
@@ -53,7 +61,15 @@ public:
     virtual void SplitIndexBlock(int32_t key);
 
     bool isOpen() const { return m_io->isOpen(); }
+    bool isReadOnly() const { return m_readOnly; }
     const CxFileHeader& header() const { return m_header; }
+
+    // The index block cache is on by default; off, every walk reads the
+    // file as the cache-less engine did (for comparison in tests and
+    // benchmarks). Switching empties it.
+    void setIndexCache(bool on);
+    // Memory the cached blocks take, in bytes.
+    size_t indexCacheBytes() const;
 
 private:
     int32_t blockSize() const { return m_header.blockSize; }
@@ -61,6 +77,10 @@ private:
     bool plausibleLength(int32_t length) const;
     int64_t maxBlocks() const;
     bool usable(int64_t offset) const;
+    int openAs(const char* path, CxIo::Mode mode);
+    bool writable() const { return isOpen() && !m_readOnly; }
+    bool fetch(int64_t offset, void* buffer, int64_t length);
+    bool put(int64_t offset, const void* buffer, int64_t length);
     bool readBlock(int32_t offset, unsigned char* block);
     bool writeBlock(int32_t offset, const unsigned char* block);
     bool loadIndexBlock(int32_t offset, unsigned char* block);
@@ -82,6 +102,13 @@ private:
     // appended) and how many index blocks the current walk has visited.
     int64_t m_fileSize;
     int64_t m_walkSteps;
+
+    // Blocks read as index blocks, by offset, byte for byte as in the file:
+    // every write patches the copies it overlaps. At most one entry per
+    // block the file can hold, so damage cannot make it grow further.
+    std::map<int32_t, std::vector<unsigned char>> m_cache;
+    bool m_cacheOn = true;
+    bool m_readOnly = false;
 };
 
 #endif
