@@ -6,11 +6,9 @@
 #include "model/keyplan.h"
 #include "security/fieldcrypt.h"
 #include "storage/cxfile.h"
-#include "security/wipe.h"
 #include "storage/le32.h"
 
 #include <cstring>
-#include <memory>
 
 namespace {
 
@@ -27,12 +25,9 @@ int roundUp8(int n)
 }
 
 // Zero-filled, one spare byte past the last cipher block.
-char* allocFieldData(int length)
+CWipedBuffer allocFieldData(int length)
 {
-    const int size = roundUp8(length) + 1;
-    char* p = new char[size];
-    std::memset(p, 0, size);
-    return p;
+    return CWipedBuffer(size_t(roundUp8(length) + 1));
 }
 
 constexpr int OffCategory = 0;
@@ -53,14 +48,8 @@ CRecord::~CRecord()
 
 void CRecord::FreeBuffers()
 {
-    if (fieldData)
-        WipeBytes(fieldData, size_t(roundUp8(fieldDataLength) + 1));
-    if (firstField)
-        WipeBytes(firstField, size_t(firstFieldLength + 1));
-    delete[] fieldData;
-    delete[] firstField;
-    fieldData = nullptr;
-    firstField = nullptr;
+    fieldData.reset();
+    firstField.reset();
 }
 
 void CRecord::GetDataText(int number, QString& text) const
@@ -95,11 +84,10 @@ void CRecord::GetDataText(int number, QString& text) const
         return;
     }
     const int blocks = roundUp8(fieldDataLength);
-    std::unique_ptr<char[]> plain(new char[blocks]);
-    std::memcpy(plain.get(), fieldData, size_t(blocks));
-    DecryptData(plain.get(), fieldDataLength);
-    text = QString::fromLatin1(plain.get() + start, count);
-    WipeBytes(plain.get(), size_t(blocks));
+    CWipedBuffer plain{size_t(blocks)};
+    std::memcpy(plain, fieldData, size_t(blocks));
+    DecryptData(plain, fieldDataLength);
+    text = QString::fromLatin1(plain + start, count);
 }
 
 void CRecord::SetDataText(const QString& t0, const QString& t1, const QString& t2,
@@ -110,7 +98,7 @@ void CRecord::SetDataText(const QString& t0, const QString& t1, const QString& t
 
     QByteArray first = t0.toLatin1();
     firstFieldLength = int(first.size());
-    firstField = new char[size_t(firstFieldLength) + 1];
+    firstField = CWipedBuffer(size_t(firstFieldLength) + 1);
     if (firstFieldLength > 0)
         std::memcpy(firstField, first.constData(), size_t(firstFieldLength));
     firstField[firstFieldLength] = '\0';
@@ -227,7 +215,7 @@ void CRecord::Decode(const char* data, int size)
     FreeBuffers();
 
     firstFieldLength = first;
-    firstField = new char[size_t(first) + 1];
+    firstField = CWipedBuffer(size_t(first) + 1);
     if (first > 0)
         std::memcpy(firstField, data + HeadSize, size_t(first));
     firstField[first] = '\0';

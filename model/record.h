@@ -2,6 +2,7 @@
 #define VAULTIX_MODEL_RECORD_H
 
 #include "model/dlist.h"
+#include "security/wipe.h"
 
 #include <QByteArray>
 #include <QString>
@@ -24,8 +25,8 @@ public:
     int category = -1;
     int fieldLength[6] = {0, 0, 0, 0, 0, 0};
     int fieldDataLength = 0;
-    char* fieldData = nullptr;      // fieldDataLength rounded up to 8, + 1 bytes
-    char* firstField = nullptr;     // firstFieldLength + 1 bytes, NUL-terminated
+    CWipedBuffer fieldData;         // fieldDataLength rounded up to 8, + 1 bytes
+    CWipedBuffer firstField;        // firstFieldLength + 1 bytes, NUL-terminated
     int firstFieldLength = 0;
     int key = -1;
     bool encrypted = false;

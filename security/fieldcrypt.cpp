@@ -15,7 +15,7 @@ void EncryptSetPwd(QString password)
     QByteArray latin = password.toLatin1();
 
     // Zero-filled, so a null Latin-1 form still leaves a defined key.
-    char* key = new char[std::size_t(n) + 1]();
+    CWipedBuffer key{std::size_t(n) + 1};
     if (!latin.isNull()) {
         // Latin-1 conversion yields one byte per UTF-16 unit; the bound only
         // guards against a toolkit that ever did otherwise.
@@ -24,9 +24,6 @@ void EncryptSetPwd(QString password)
         key[n] = 0;
     }
     bf_setPwd(&ctx, key, n);
-
-    WipeBytes(key, std::size_t(n) + 1);
-    delete[] key;
     if (!latin.isEmpty())
         WipeBytes(latin.data(), std::size_t(latin.size()));
 }
