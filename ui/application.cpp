@@ -1,0 +1,25 @@
+#include "ui/application.h"
+
+#include "ui/shell.h"
+
+#include <QEvent>
+
+CApplication::CApplication(int& argc, char** argv)
+    : QPEApplication(argc, argv)
+{
+}
+
+bool CApplication::eventFilter(QObject* watched, QEvent* event)
+{
+    const bool result = QPEApplication::eventFilter(watched, event);
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+    case QEvent::KeyPress:
+    case QEvent::Wheel:
+        RestartAutolockTimout();
+        break;
+    default:
+        break;
+    }
+    return result;
+}

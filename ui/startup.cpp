@@ -1,0 +1,81 @@
+#include "ui/startup.h"
+
+#include "model/session.h"
+#include "platform/messagebox.h"
+#include "ui/shell.h"
+
+#include <QFileInfo>
+#include <QStringList>
+
+namespace {
+
+// A damaged file can have many findings; the box shows the first few.
+constexpr int MaxProblemLines = 3;
+
+QString caption()
+{
+    return QString::fromLatin1(_Title);
+}
+
+} // namespace
+
+QString CStartup::breakablePath(const QString& path)
+{
+    QString out = path;
+    out.replace(QLatin1Char('/'), QStringLiteral("/\u200B"));
+    return out;
+}
+
+bool CStartup::openDataFile(CSession& session, QWidget* parent)
+{
+    const QString path = session.dataFile();
+    const QString shown = breakablePath(path);
+    auto refuse = [&](const QString& problem) {
+        QString text = problem;
+        text.replace(path, shown);
+        CMessageBox::warning(parent, caption(),
+                             tr("Vaultix cannot use its data file:\n%1\nNothing was written to it.").arg(text));
+        return false;
+    };
+
+    QString error;
+    if (!session.lock(&error))
+        return refuse(error);
+
+    QString problem;
+    bool acceptDamaged = false;
+    switch (session.probe(&problem)) {
+    case CSession::Missing:
+    case CSession::Empty:
+    case CSession::Sound:
+        break;
+    case CSession::Damaged: {
+        QStringList lines = problem.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        if (lines.size() > MaxProblemLines) {
+            const int more = int(lines.size()) - MaxProblemLines;
+            lines = lines.mid(0, MaxProblemLines);
+            lines << tr("(and %n more)", nullptr, more);
+        }
+        const QString name = QFileInfo(path).fileName() + QStringLiteral(".damaged-YYYYMMDD-HHMMSS");
+        const QMessageBox::StandardButton choice = CMessageBox::ask(
+            parent, QMessageBox::Warning, caption(),
+            tr("The data file\n%1\nis damaged:\n%2\n\nSave a copy of it as\n%3\nbeside it and go on?\n"
+               "No quits and writes nothing.")
+                .arg(shown, lines.join(QLatin1Char('\n')), name),
+            QMessageBox::Yes | QMessageBox::No, QMessageBox::No, QMessageBox::No);
+        if (choice != QMessageBox::Yes)
+            return false;
+        const QString copy = session.saveDamagedCopy();
+        if (copy.isEmpty())
+            return refuse(tr("A copy of %1 could not be saved.").arg(path));
+        acceptDamaged = true;
+        break;
+    }
+    default:
+        return refuse(problem);
+    }
+
+    if (!session.open(acceptDamaged, &error))
+        return refuse(error);
+    return true;
+}

@@ -1,0 +1,58 @@
+#ifndef VAULTIX_UI_VAULTIXWINDOW_H
+#define VAULTIX_UI_VAULTIXWINDOW_H
+
+#include <QIcon>
+#include <QMainWindow>
+#include <QString>
+
+class CCatCombo;
+class CvxListView;
+class QAction;
+class QMenu;
+
+// The main screen: the record list, the "Utility" menu, the "New" and lock
+// buttons and the category filter. It owns no data: the list holds the
+// collections and carries out every command.
+class CVaultixWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    CVaultixWindow(QWidget* parent = nullptr, const char* name = nullptr, unsigned int flags = 0);
+
+    // The present state's text and picture: locked or unlocked.
+    QString GetLockString(bool locked) const;
+    QIcon GetLockIcon(bool locked) const;
+    CvxListView* getListView() const { return m_list; }
+
+    QAction* lockAction() const { return m_lockAction; }
+    QAction* newAction() const { return m_newAction; }
+    QMenu* utilityMenu() const { return m_utility; }
+    CCatCombo* categoryCombo() const { return m_catCombo; }
+
+signals:
+    void signalShowFilteredByCategory();
+    void signalShowFilteredByCategory(int id);
+
+public slots:
+    void slotBtnLock();
+    void slotAutolockTimedOut();
+    void slotUpdateCategoryCombo();
+    void slotUpdateLockIcon();
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    CvxListView* m_list = nullptr;
+    QAction* m_lockAction = nullptr;
+    CCatCombo* m_catCombo = nullptr;
+    QString m_lockedText;
+    QString m_unlockedText;
+    QIcon m_lockedIcon;
+    QIcon m_unlockedIcon;
+    QMenu* m_utility = nullptr;
+    QAction* m_newAction = nullptr;
+};
+
+#endif
