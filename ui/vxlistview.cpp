@@ -5,15 +5,14 @@
 #include "model/categories.h"
 #include "model/records.h"
 #include "security/dlgchgpassword.h"
+#include "ui/vxlistlook.h"
 #include "ui/vxlistviewitem.h"
 
 #include <QHeaderView>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPixmap>
 #include <QResizeEvent>
 #include <QScrollBar>
-#include <QStyledItemDelegate>
 
 namespace {
 
@@ -21,39 +20,13 @@ constexpr int ColumnWidths[4] = {20, 74, 70, 70};
 // Band height of the empty area when there is no row to measure.
 constexpr int EmptyBandHeight = 16;
 
-// Column 0 holds only the category's 18 x 14 picture; the default
-// decoration margin would push it past the 20-pixel column, so centre it.
-class CIconCellDelegate : public QStyledItemDelegate
-{
-public:
-    using QStyledItemDelegate::QStyledItemDelegate;
-
-    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override
-    {
-        QStyleOptionViewItem cell(option);
-        initStyleOption(&cell, index);
-        cell.features &= ~QStyleOptionViewItem::HasDecoration;
-        cell.icon = QIcon();
-        cell.text.clear();
-        const QWidget* widget = option.widget;
-        QStyle* style = widget ? widget->style() : nullptr;
-        if (style)
-            style->drawControl(QStyle::CE_ItemViewItem, &cell, painter, widget);
-        const QPixmap picture = index.data(Qt::DecorationRole).value<QPixmap>();
-        if (picture.isNull())
-            return;
-        QRect place(QPoint(0, 0), picture.deviceIndependentSize().toSize());
-        place.moveCenter(option.rect.center());
-        painter->drawPixmap(place, picture);
-    }
-};
-
 } // namespace
 
 CvxListView::CvxListView(QWidget* parent)
     : QTreeWidget(parent)
     , m_mainWindow(parent)
 {
+    setHeader(new CListHeader(this));
     setColumnCount(4);
     setHeaderLabels({tr("C"), tr(" "), tr(" "), tr(" ")});
     QHeaderView* head = header();
@@ -64,8 +37,10 @@ CvxListView::CvxListView(QWidget* parent)
     for (int column = 0; column < 4; ++column) {
         head->setSectionResizeMode(column, QHeaderView::Fixed);
         head->resizeSection(column, ColumnWidths[column]);
+        // A first tap on a header sorts ascending, whatever the style prefers.
+        headerItem()->setData(column, Qt::InitialSortOrderRole, Qt::AscendingOrder);
     }
-    setItemDelegateForColumn(0, new CIconCellDelegate(this));
+    setItemDelegateForColumn(0, new CFirstCellDelegate(ColumnWidths[0], this));
 
     setRootIsDecorated(false);
     setUniformRowHeights(true);

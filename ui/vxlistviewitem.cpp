@@ -14,6 +14,8 @@ CvxListViewItem::CvxListViewItem(QTreeWidget* list, CRecord* record)
     const CCategory* category = GetCategory();
     if (!category) {
         setText(1, QStringLiteral("-- CORRUPT RECORD --"));
+        // Too long for one column: the row's first cell paints it across all.
+        setFirstColumnSpanned(true);
         return;
     }
     QString text;
