@@ -1,3 +1,5 @@
+#include "dialogtest.h"
+
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
 #include "model/categories.h"
@@ -9,6 +11,7 @@
 #include "ui/vxlistviewitem.h"
 
 #include <QHeaderView>
+#include <QLineEdit>
 #include <QScrollBar>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -461,6 +464,43 @@ private slots:
                  bank);
         QCOMPARE(QStringList({list.topLevelItem(0)->text(2), list.topLevelItem(0)->text(3)}),
                  QStringList({"me", "pw"}));
+    }
+
+    void passwordMenuRebuildsOnChange_data()
+    {
+        QTest::addColumn<bool>("cancel");
+        QTest::addColumn<QString>("confirm");
+        QTest::addColumn<bool>("rebuilt");
+        QTest::newRow("set") << false << "abc" << true;
+        QTest::newRow("confirmation differs") << false << "abd" << false;
+        QTest::newRow("cancelled") << true << "abc" << false;
+    }
+    void passwordMenuRebuildsOnChange()
+    {
+        QFETCH(bool, cancel);
+        QFETCH(QString, confirm);
+        QFETCH(bool, rebuilt);
+        addRecord(0, {"My bank", "12-34"});
+        CFakeWindow window;
+        auto* list = new CvxListView(&window);
+        list->slotShowFilteredByCategory(-1);
+        window.lockIcon = 0;
+
+        DialogDriver driver;
+        driver.actions.push_back([cancel, confirm](QDialog* d) {
+            if (cancel) {
+                d->reject();
+                return;
+            }
+            QTest::keyClicks(d->findChild<QLineEdit*>("newPassword"), "abc");
+            QTest::keyClicks(d->findChild<QLineEdit*>("confirmPassword"), confirm);
+            d->accept();
+        });
+        list->slotMenuPassWord();
+        QCOMPARE(driver.shown, 1);
+        QCOMPARE(window.lockIcon, rebuilt ? 1 : 0);
+        // A new password leaves the data locked: the rebuilt row hides the field.
+        QCOMPARE(list->topLevelItem(0)->text(2), QString(rebuilt ? "******" : "12-34"));
     }
 
     void rebuildTellsMainWindow()
