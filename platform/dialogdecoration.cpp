@@ -1,6 +1,8 @@
 #include "platform/dialogdecoration.h"
 
 #include <QDialog>
+#include <QLabel>
+#include <QLayout>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPainter>
@@ -17,6 +19,32 @@ constexpr int ControlHeight = 17;
 constexpr int CloseWidth = 19;
 constexpr int OkWidth = 25;
 constexpr int Gap = 2;
+
+// Qt wraps a message box's text at half the screen's width, which on the
+// 240-pixel screen breaks the texts' own short lines into ragged pieces.
+// The texts carry their line breaks: keep them whole when they fit.
+bool fitMessageBox(QMessageBox* box)
+{
+    auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    QScreen* screen = box->screen();
+    if (!label || !label->wordWrap() || !box->layout() || !screen)
+        return false;
+    const QRect area = screen->availableGeometry();
+    label->setWordWrap(false);
+    box->layout()->activate();
+    const QSize whole = box->layout()->totalMinimumSize();
+    if (whole.width() > area.width()) {
+        label->setWordWrap(true);
+        return false;
+    }
+    const QPoint centre = box->frameGeometry().center();
+    box->setFixedSize(whole);
+    QRect placed(QPoint(0, 0), whole);
+    placed.moveCenter(centre);
+    placed.moveLeft(qBound(area.left(), placed.left(), area.right() + 1 - whole.width()));
+    box->move(placed.topLeft());
+    return true;
+}
 
 } // namespace
 
@@ -122,6 +150,8 @@ void CDialogDecoration::dialogShowing()
 
 void CDialogDecoration::dialogShown()
 {
+    if (auto* box = qobject_cast<QMessageBox*>(m_dialog))
+        m_keepSize = fitMessageBox(box);
     // Qt centres a message box on its parent, possibly too close to the
     // screen's top for the bar: move it down by what is missing.
     if (QScreen* screen = m_dialog->screen()) {
@@ -158,6 +188,10 @@ bool CDialogDecoration::eventFilter(QObject* watched, QEvent* event)
     case QEvent::WindowTitleChange:
         update();
         break;
+    case QEvent::LayoutRequest:
+        // A message box sizes itself again on every layout request, and
+        // would wrap its text once more.
+        return m_keepSize;
     default:
         break;
     }

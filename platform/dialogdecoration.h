@@ -58,6 +58,7 @@ private:
     QDialog* m_dialog;
     Part m_pressed = NoPart;
     bool m_pressInside = false;
+    bool m_keepSize = false;
 };
 
 #endif
