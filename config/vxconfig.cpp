@@ -99,7 +99,8 @@ void CvxConfig::load()
     if (!_AppFile)
         return;
     const QByteArray path = QFile::encodeName(dataFile);
-    if (_AppFile->Open(path.constData()) != 0)
+    // A file opened beforehand (read-only, by the session) is used as it is.
+    if (!_AppFile->isOpen() && _AppFile->Open(path.constData()) != 0)
         _AppFile->Create(path.constData(), BlockSize, 1, 0);
 
     if (!_AppFile->FindRecord(KeyPlan::Settings)) {

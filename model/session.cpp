@@ -60,14 +60,14 @@ CSession::Probe CSession::probe(QString* problem) const
         return Empty;
 
     CxFile engine(_AppSignature);
-    const int code = engine.Open(QFile::encodeName(m_path).constData());
+    const int code = engine.OpenReadOnly(QFile::encodeName(m_path).constData());
     engine.Close();
     if (code == -3) {
         say(QString("%1 is not a Vaultix data file.").arg(m_path));
         return Foreign;
     }
     if (code != 0) {
-        say(QString("%1 cannot be opened for reading and writing.").arg(m_path));
+        say(QString("%1 cannot be opened for reading.").arg(m_path));
         return Unreadable;
     }
     CxFileCheck check(bytes, _AppSignature);
@@ -128,10 +128,15 @@ bool CSession::open(bool acceptDamaged, QString* error)
         return false;
     }
     _AppFile = new CxFile(_AppSignature);
+    const QByteArray name = QFile::encodeName(m_path);
+    const bool exists = found == Sound || found == Damaged;
+    if (m_readOnly && exists)
+        _AppFile->OpenReadOnly(name.constData());
     _AppCfg = new CvxConfig(m_path);
     if (!_AppFile->isOpen()) {
         if (error)
-            *error = QString("%1 cannot be created.").arg(m_path);
+            *error = exists ? QString("%1 cannot be opened for reading and writing.").arg(m_path)
+                            : QString("%1 cannot be created.").arg(m_path);
         close();
         return false;
     }
@@ -160,7 +165,7 @@ void CSession::close()
     m_records.reset();
     m_categories.reset();
     if (_AppCfg) {
-        if (m_saveOnClose && _AppFile && _AppFile->isOpen())
+        if (m_saveOnClose && !m_readOnly && _AppFile && _AppFile->isOpen())
             _AppCfg->save();
         delete _AppCfg;
         _AppCfg = nullptr;

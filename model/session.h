@@ -59,6 +59,10 @@ public:
     // Whether close() saves the settings, as the application does at its
     // end; read-only users turn it off so that they never write.
     void setSaveOnClose(bool save) { m_saveOnClose = save; }
+    // Read-only users open an existing file for reading only, so that it
+    // works on a file they may not write and nothing can be written to it;
+    // a missing or empty file is still created. Implies no save on close.
+    void setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
     // Loads the category and record collections, for callers that do not
     // keep their own (the tool, tests). Needs open().
@@ -74,6 +78,7 @@ private:
     QString m_path;
     int m_lockFd = -1;
     bool m_saveOnClose = true;
+    bool m_readOnly = false;
     Probe m_lastProbe = Missing;
     std::unique_ptr<CCategories> m_categories;
     std::unique_ptr<CRecords> m_records;

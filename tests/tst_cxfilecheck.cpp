@@ -1,5 +1,7 @@
 #include "cxfiletest.h"
 
+#include "storage/cxsalvage.h"
+
 #include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
@@ -25,6 +27,24 @@ struct Image
         return out;
     }
     static qint64 entry(qint32 block, int i) { return block + entryAt(i); }
+    // Keys whose index entry, index block count or data blocks hold a byte
+    // in [from, to): what damage there may cost.
+    QList<qint32> keysTouching(qint64 from, qint64 to) const
+    {
+        QList<qint32> keys;
+        auto hits = [&](qint64 at, qint64 length) { return at < to && from < at + length; };
+        for (qint32 block : indexBlocks()) {
+            for (int i = 0; i < word(block + IxCount); ++i) {
+                const qint64 e = entry(block, i);
+                bool hit = hits(e, IndexEntrySize) || hits(block + IxCount, 4);
+                for (qint32 d = word(e + EnFirst); d > 0 && !hit; d = word(d + DbNext))
+                    hit = hits(d, 128);
+                if (hit)
+                    keys << word(e + EnKey);
+            }
+        }
+        return keys;
+    }
     qint64 entryOf(qint32 key) const
     {
         for (qint32 block : indexBlocks())
@@ -44,6 +64,7 @@ class TestCxFileCheck : public QObject
 private:
     QTemporaryDir m_dir;
     Image m_valid;
+    std::map<qint32, QByteArray> m_records; // what m_valid holds
 
     // Enough ascending keys to split the index several times, records of zero
     // to several blocks, a rewrite that fills the free list and a delete.
@@ -79,6 +100,10 @@ private slots:
         QVERIFY2(m_valid.indexBlocks().size() >= 3, "the sample file needs several index blocks");
         QVERIFY2(m_valid.word(HdFreeHead) >= 1, "the sample file needs a free list");
         QCOMPARE(m_valid.word(m_valid.entryOf(1008) + EnLength), 296); // three data blocks
+        QuietFile file;
+        QCOMPARE(file.Open(QFile::encodeName(m_dir.filePath("valid.dat")).constData()), 0);
+        for (bool more = file.FindFirstRecord(); more; more = file.FindNextRecord())
+            m_records[currentKey(file)] = readCurrent(file);
     }
 
     void soundFiles()
@@ -105,6 +130,9 @@ private slots:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("expected");
+        // For salvage: the keys the damage may cost, and INT_MIN; empty when
+        // the header is unusable and nothing can be salvaged.
+        QTest::addColumn<QList<qint32>>("mayLose");
         const QVector<qint32> idx = m_valid.indexBlocks();
         const qint64 multi = m_valid.entryOf(1008);
         const qint32 multiBlock = m_valid.word(multi + EnFirst);
@@ -112,17 +140,22 @@ private slots:
         auto patch = [&](const char* name, const char* expected, qint64 at, qint32 value) {
             Image m = m_valid;
             m.setWord(at, value);
-            QTest::newRow(name) << m.bytes << QString(expected);
+            const bool header = at < HeaderSize && at != HdFirstIndex && at != HdFreeHead;
+            QTest::newRow(name) << m.bytes << QString(expected)
+                                << (header ? QList<qint32>() : m_valid.keysTouching(at, at + 4) << INT_MIN);
         };
-        QTest::newRow("header cut") << m_valid.bytes.left(20) << QString("shorter than its 36-byte header");
-        QTest::newRow("truncated") << m_valid.bytes.chopped(50) << QString("cut-off block");
+        const qint64 size = m_valid.bytes.size();
+        QTest::newRow("header cut") << m_valid.bytes.left(20) << QString("shorter than its 36-byte header")
+                                    << QList<qint32>();
+        QTest::newRow("truncated") << m_valid.bytes.chopped(50) << QString("cut-off block")
+                                   << m_valid.keysTouching(size - 50, size) + QList<qint32>{INT_MIN};
         QTest::newRow("signature") << QByteArray(m_valid.bytes).replace(10, 1, "2")
-                                   << QString("the signature is \"Vaultix0002\"");
+                                   << QString("the signature is \"Vaultix0002\"") << QList<qint32>();
         patch("block size", "block size 0 is not", HdBlockSize, 0);
         patch("count above capacity", "count 9 is above the capacity of 8", idx[0] + IxCount, 9);
         patch("index cycle", "loops back to index block", idx.last() + IxNext, idx[0]);
         patch("back link", ", but the block before it is at", idx[1] + IxPrev, idx[2]);
-        patch("next is zero", "next link is 0", idx.last() + IxNext, 0);
+        patch("next is zero", "next link is 0", idx[0] + IxNext, 0);
         patch("keys out of order", "key 5 is not above the previous key 5", Image::entry(idx[0], 1) + EnKey, 5);
         patch("chain shorter", "fewer than its length", multi + EnLength, 297);
         patch("chain longer", "more than its length", multi + EnLength, 295);
@@ -143,6 +176,32 @@ private slots:
         CxFileCheck c(bytes, Sig);
         QVERIFY(!c.run());
         QVERIFY2(c.problems().join('\n').contains(expected), qPrintable(c.problems().join('\n')));
+    }
+
+    // Salvage brings back every record the damage did not touch, exactly,
+    // invents nothing, and its records make a sound file.
+    void salvage_data() { damage_data(); }
+    void salvage()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QList<qint32>, mayLose);
+        CxSalvage s(bytes, Sig);
+        QCOMPARE(s.run(), !mayLose.isEmpty());
+        if (mayLose.isEmpty())
+            return;
+        for (const auto& [key, value] : m_records)
+            QVERIFY2(mayLose.contains(key) || (s.records().count(key) && s.records().at(key) == value),
+                     qPrintable(QString("key %1").arg(key)));
+        for (const auto& [key, value] : s.records())
+            QVERIFY2(m_records.count(key) && m_records.at(key) == value, qPrintable(QString("key %1").arg(key)));
+
+        const QString out = m_dir.filePath(QString("salvaged-%1.dat").arg(QTest::currentDataTag()));
+        QuietFile file;
+        QCOMPARE(file.Create(QFile::encodeName(out).constData(), 128, 1, 0), 0);
+        for (const auto& [key, value] : s.records())
+            QVERIFY(file.AddRecord(key, value.constData(), int32_t(value.size())));
+        file.Close();
+        QCOMPARE(structureProblem(fileBytes(out)), QString());
     }
 
     // Random damage must never crash or hang (run under the sanitizers).

@@ -81,8 +81,8 @@ bool Parse(const QStringList& args, Arguments& out, QString& error)
     }
     const bool takesCategory = out.command == "list";
     const bool takesPassword = out.command == "list" || out.command == "show";
-    const int positional = out.command == "show" ? 1 : 0;
-    const QStringList known = {"check", "keys", "list", "show", "categories", "passwd"};
+    const int positional = out.command == "show" || out.command == "salvage" ? 1 : 0;
+    const QStringList known = {"check", "keys", "list", "show", "categories", "passwd", "salvage"};
     if (!known.contains(out.command))
         error = QString("unknown command %1").arg(out.command);
     else if (!out.category.isNull() && !takesCategory)
@@ -116,5 +116,7 @@ int main(int argc, char* argv[])
         return ShowRecord(path, args.positional.first(), args.passwordStdin);
     if (args.command == "categories")
         return ListCategories(path);
+    if (args.command == "salvage")
+        return SalvageFile(path, args.positional.first());
     return ChangePassword(path);
 }

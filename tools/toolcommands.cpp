@@ -63,13 +63,14 @@ QString OpenError(int code, const QString& path)
     default:
         break;
     }
-    return QString("cannot open %1 for reading and writing").arg(path);
+    return QString("cannot open %1 for reading").arg(path);
 }
 
 // Opens the data file as the application does at start and loads the
 // collections. Only a missing (or empty) file may be created: a foreign or
-// damaged one is refused before anything is written. Commands that write
-// also take the file's lock, so they never write beside a running Vaultix.
+// damaged one is refused before anything is written. Commands that only
+// read open an existing file read-only; commands that write also take the
+// file's lock, so they never write beside a running Vaultix.
 int OpenData(CSession& session, bool writes)
 {
     const QString& path = session.dataFile();
@@ -92,6 +93,7 @@ int OpenData(CSession& session, bool writes)
         break;
     }
     session.setSaveOnClose(writes);
+    session.setReadOnly(!writes);
     if (writes && !session.lock(&problem)) {
         PrintError(problem);
         return ExitFailed;
@@ -171,6 +173,8 @@ void PrintUsage(FILE* stream)
         "                        the fields and the note of the record with that key\n"
         "  categories            one line per category: id, name, protected|plain, icon\n"
         "  passwd                set, change or remove the master password\n"
+        "  salvage OUT           copy every record of a damaged file that reads back\n"
+        "                        whole into a new file OUT (only reads the damaged file)\n"
         "\n"
         "list, show, categories and passwd create the file with the default\n"
         "categories when it does not exist (its folder must exist).\n"
@@ -183,8 +187,9 @@ void PrintUsage(FILE* stream)
         "asks for them on the terminal.\n"
         "\n"
         "Exit status: 0 success (and --help); 1 damaged file, file in use by a\n"
-        "running Vaultix, wrong password or new passwords that differ; 2 usage\n"
-        "error, unknown category or key, or a file that cannot be read or opened."));
+        "running Vaultix, wrong password, new passwords that differ, or records\n"
+        "that salvage left (or may have left) behind; 2 usage error, unknown\n"
+        "category or key, a file that cannot be read or opened, or an existing OUT."));
 }
 
 QString DefaultDataFile()
@@ -218,6 +223,8 @@ int CheckFile(const QString& path)
     if (!check.run()) {
         for (const QString& problem : check.problems())
             PrintLine(problem);
+        PrintLine(QString("To copy what can still be read into a new file: vaultix-tool --file %1 salvage OUT")
+                      .arg(path));
         return ExitFailed;
     }
     PrintLine(QString("OK: %1 is sound (%2 records, %3 blocks)")
@@ -230,7 +237,7 @@ int CheckFile(const QString& path)
 int ListKeys(const QString& path)
 {
     CxFile file(_AppSignature);
-    const int code = file.Open(Encoded(path).constData());
+    const int code = file.OpenReadOnly(Encoded(path).constData());
     if (code != 0) {
         PrintError(OpenError(code, path));
         return ExitUsage;

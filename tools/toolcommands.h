@@ -26,5 +26,8 @@ int ListRecords(const QString& path, const QString& category, bool passwordStdin
 int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin);
 int ListCategories(const QString& path);
 int ChangePassword(const QString& path);
+// Copies every record that reads back whole from a damaged file into a new
+// file `out`; never writes to `path`.
+int SalvageFile(const QString& path, const QString& out);
 
 #endif
