@@ -6,11 +6,16 @@
 #include "storage/cxfile.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QtEndian>
 #include <QtTest>
 
 #include <memory>
+
+#include <unistd.h>
 
 namespace {
 
@@ -27,6 +32,22 @@ QByteArray readAll(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
+bool writeAll(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+qint32 word(const QByteArray& bytes, qint64 at)
+{
+    return qFromLittleEndian<qint32>(bytes.constData() + at);
+}
+
+void setWord(QByteArray& bytes, qint64 at, qint32 value)
+{
+    qToLittleEndian<qint32>(value, bytes.data() + at);
+}
+
 } // namespace
 
 // Drives the built vaultix-tool on temporary data files.
@@ -38,13 +59,18 @@ private:
     QTemporaryDir m_dir;
     const QString m_tool = QStringLiteral(VX_TEST_BINARY_DIR "/vaultix-tool");
 
-    Result run(const QStringList& args, const QByteArray& input = QByteArray())
+    // `asUser`: as someone bound by file permissions, which root is not
+    // (runs the tool as nobody then).
+    Result run(const QStringList& args, const QByteArray& input = QByteArray(), bool asUser = false)
     {
         QProcess p;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("XDG_DATA_HOME", m_dir.filePath("xdg")); // away from the user's own file
         p.setProcessEnvironment(env);
-        p.start(m_tool, args);
+        if (asUser && ::geteuid() == 0)
+            p.start("setpriv", QStringList{"--reuid=65534", "--regid=65534", "--clear-groups", m_tool} + args);
+        else
+            p.start(m_tool, args);
         p.write(input);
         p.closeWriteChannel();
         const bool finished = p.waitForFinished(60000); // else killed with p
@@ -154,6 +180,80 @@ private slots:
         f.close();
         QCOMPARE(run({"--file", file, "list"}).code, 2);
         QCOMPARE(readAll(file), foreign);
+    }
+
+    // The reading commands work on a file the user may only read, and
+    // never write to it; passwd is refused cleanly.
+    void readOnlyFile_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("code");
+        QTest::newRow("check") << QStringList{"check"} << 0;
+        QTest::newRow("keys") << QStringList{"keys"} << 0;
+        QTest::newRow("categories") << QStringList{"categories"} << 0;
+        QTest::newRow("list") << QStringList{"list", "--password-stdin"} << 0;
+        QTest::newRow("show") << QStringList{"show", "1002"} << 0;
+        QTest::newRow("passwd") << QStringList{"passwd"} << 2;
+    }
+    void readOnlyFile()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(int, code);
+        if (::geteuid() == 0 && QStandardPaths::findExecutable("setpriv").isEmpty())
+            QSKIP("running as root without setpriv: permissions cannot be tested");
+        QTemporaryDir open; // a folder others may enter
+        QVERIFY(QFile::setPermissions(open.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
+                                                       | QFile::ReadOther | QFile::ExeOther));
+        const QString file = open.filePath("ro.dat");
+        QVERIFY(QFile::copy(makeFileWithRecords("ro-source.dat"), file));
+        QVERIFY(QFile::setPermissions(file, QFile::ReadOwner | QFile::ReadOther));
+        const QByteArray before = readAll(file);
+        const QDateTime modified = QFileInfo(file).lastModified();
+
+        const Result r = run(QStringList{"--file", file} + args, "\n\n\n", true);
+        QVERIFY2(r.code == code, qPrintable(r.err));
+        QVERIFY(code == 0 ? r.err.isEmpty() : r.err.contains("cannot be opened for reading and writing"));
+        QCOMPARE(readAll(file), before);
+        QCOMPARE(QFileInfo(file).lastModified(), modified);
+    }
+
+    // salvage: a sound file comes out whole; a damaged one as far as it
+    // reads, without being written to; an existing OUT is refused.
+    void salvage()
+    {
+        const QString file = makeFileWithRecords("salvage.dat");
+        const QString listing = run({"--file", file, "list"}).out;
+        QCOMPARE(run({"--file", file, "salvage", path("whole.dat")}).code, 0);
+        QCOMPARE(run({"--file", path("whole.dat"), "list"}).out, listing);
+        const QByteArray whole = readAll(path("whole.dat"));
+        QCOMPARE(run({"--file", file, "salvage", path("whole.dat")}).code, 2);
+        QCOMPARE(readAll(path("whole.dat")), whole);
+
+        // A broken link in the index chain: what follows is found by scanning.
+        QByteArray bytes = readAll(file);
+        const qint32 first = word(bytes, CxLayout::HdFirstIndex);
+        setWord(bytes, first + CxLayout::IxNext, 999999);
+        QVERIFY(writeAll(path("broken.dat"), bytes));
+        Result r = run({"--file", path("broken.dat"), "check"});
+        QCOMPARE(r.code, 1);
+        QVERIFY2(r.out.contains("salvage OUT"), qPrintable(r.out));
+        r = run({"--file", path("broken.dat"), "salvage", path("fixed.dat")});
+        QCOMPARE(r.code, 1); // a broken link may hide records
+        QVERIFY2(r.out.contains("Recovered 18 records") && r.out.contains("offset 999999"), qPrintable(r.out));
+        QCOMPARE(readAll(path("broken.dat")), bytes);
+        QCOMPARE(run({"--file", path("fixed.dat"), "check"}).code, 0);
+        QCOMPARE(run({"--file", path("fixed.dat"), "list"}).out, listing);
+
+        // The settings record unreadable: left behind, and the new file gets
+        // the defaults so that it opens.
+        bytes = readAll(file);
+        setWord(bytes, first + CxLayout::entryAt(0) + CxLayout::EnFirst, 7);
+        QVERIFY(writeAll(path("nosettings.dat"), bytes));
+        r = run({"--file", path("nosettings.dat"), "salvage", path("defaults.dat")});
+        QCOMPARE(r.code, 1);
+        QVERIFY2(r.out.contains("Left behind: key 0:") && r.out.contains("default: the settings"), qPrintable(r.out));
+        QVERIFY(run({"--file", path("defaults.dat"), "keys"}).out.startsWith("0 88\n100 1\n101 264\n"));
+        QCOMPARE(run({"--file", path("defaults.dat"), "list"}).out, listing);
     }
 
     void recordsAndPasswords()
