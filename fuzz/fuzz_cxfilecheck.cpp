@@ -1,6 +1,7 @@
-// Structure check on arbitrary bytes: it must never crash, hang or read
-// outside the buffer, whatever the file claims.
+// Structure check and salvage on arbitrary bytes: they must never crash,
+// hang or read outside the buffer, whatever the file claims.
 #include "storage/cxfilecheck.h"
+#include "storage/cxsalvage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,5 +22,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         __builtin_trap();
     if (check.problems().size() > CxFileCheck::MaxMessages + 1)
         __builtin_trap();
+
+    // Salvage reads the same bytes; it finds nothing in a file without a
+    // header, and no record longer than the file.
+    CxSalvage salvage(bytes, "Vaultix0001");
+    if (!salvage.run() && !salvage.records().empty())
+        __builtin_trap();
+    for (const auto& entry : salvage.records()) {
+        if (entry.second.size() > bytes.size())
+            __builtin_trap();
+    }
     return 0;
 }
