@@ -1,21 +1,17 @@
 #ifndef VAULTIX_TESTS_DIALOGTEST_H
 #define VAULTIX_TESTS_DIALOGTEST_H
 
-// Helpers for the widget tests of the dialogs: a stand-in for the record
-// list that reports its whole size, and a driver that acts on each modal
-// dialog once its own event loop runs.
+// A stand-in for the record list, and a driver that acts on each modal
+// dialog and message box from inside its own event loop.
 
 #include "platform/messagebox.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDialog>
-#include <QEvent>
-#include <QMessageBox>
 #include <QPointer>
 #include <QResizeEvent>
 #include <QTimer>
-#include <QWidget>
 #include <QtTest>
 
 #include <deque>
@@ -25,64 +21,47 @@ class WatchedWidget : public QWidget
 {
     Q_OBJECT
 
-public:
-    using QWidget::QWidget;
-
 signals:
     void signalResized(QResizeEvent* e);
 
 protected:
-    void resizeEvent(QResizeEvent* e) override
-    {
-        QWidget::resizeEvent(e);
-        emit signalResized(e);
-    }
+    void resizeEvent(QResizeEvent* e) override { emit signalResized(e); }
 };
 
-// The main window stand-in sits away from the screen's corner so that a
-// dialog placed on the screen instead of relative to it is caught.
+// Away from the screen's corner, so that a dialog placed on the screen
+// rather than relative to the main window is caught.
 struct TestMainWindow
 {
-    static constexpr int X = 100, Y = 50;
     QWidget window;
-    WatchedWidget* list;
+    WatchedWidget* list = new WatchedWidget;
 
-    explicit TestMainWindow(int listWidth = 240, int listHeight = 250)
+    TestMainWindow(int listWidth = 240, int listHeight = 250)
     {
-        window.setGeometry(X, Y, 240, 320);
-        list = new WatchedWidget(&window);
+        window.setGeometry(100, 50, 240, 320);
+        list->setParent(&window);
         list->setGeometry(0, 40, listWidth, listHeight);
         window.show();
     }
-    QPoint relative(const QWidget* dialog) const { return dialog->geometry().topLeft() - QPoint(X, Y); }
+    QRect relative(const QWidget* d) const { return d->geometry().translated(-100, -50); }
 };
 
-// Each shown dialog (not a message box) gets the next action, run from
-// inside its modal loop; each message box gets the next button.
 class DialogDriver : public QObject
 {
-    Q_OBJECT
-
 public:
-    using Action = std::function<void(QDialog*)>;
-
-    std::deque<Action> actions;
-    std::deque<QMessageBox::StandardButton> answers;
+    std::deque<std::function<void(QDialog*)>> actions; // one per dialog shown
+    std::deque<QMessageBox::StandardButton> answers;   // one per message box
     int shown = 0;
-    QStringList boxes; // "caption|text" of each message box
+    QStringList boxes; // "caption|text"
 
     DialogDriver()
     {
         qApp->installEventFilter(this);
         CMessageBox::setHook([this](QMessageBox& box) {
-            boxes << box.windowTitle() + QLatin1Char('|') + box.text();
-            const QMessageBox::StandardButton b = answers.empty() ? QMessageBox::Ok : answers.front();
+            boxes << box.windowTitle() + '|' + box.text();
+            QAbstractButton* b = answers.empty() ? box.escapeButton() : box.button(answers.front());
             if (!answers.empty())
                 answers.pop_front();
-            QAbstractButton* button = box.button(b);
-            if (!button)
-                button = box.escapeButton();
-            QTest::mouseClick(button, Qt::LeftButton);
+            QTest::mouseClick(b, Qt::LeftButton);
         });
     }
     ~DialogDriver() override { CMessageBox::setHook({}); }
@@ -90,23 +69,24 @@ public:
 protected:
     bool eventFilter(QObject* o, QEvent* e) override
     {
-        if (e->type() == QEvent::Show && o->isWidgetType() && !qobject_cast<QMessageBox*>(o)) {
-            if (auto* dlg = qobject_cast<QDialog*>(o)) {
-                ++shown;
-                // A dialog nobody expected is closed rather than left to hang the test.
-                Action a = [](QDialog* d) { d->reject(); };
-                if (!actions.empty()) {
-                    a = std::move(actions.front());
-                    actions.pop_front();
-                }
-                QPointer<QDialog> guard(dlg);
-                QTimer::singleShot(0, dlg, [a, guard] {
-                    if (guard)
-                        a(guard);
-                });
-            }
+        auto* dlg = qobject_cast<QDialog*>(o);
+        if (e->type() != QEvent::Show || !dlg || qobject_cast<QMessageBox*>(o))
+            return false;
+        ++shown;
+        // A dialog nobody expected is closed rather than left to hang the test.
+        std::function<void(QDialog*)> act = [](QDialog* d) { d->reject(); };
+        if (!actions.empty()) {
+            act = std::move(actions.front());
+            actions.pop_front();
         }
-        return QObject::eventFilter(o, e);
+        QTimer::singleShot(0, dlg, [act, guard = QPointer<QDialog>(dlg)] {
+            if (guard)
+                act(guard);
+            // An action cut short by a failed check must not hang the test.
+            if (guard && guard->isVisible())
+                guard->reject();
+        });
+        return false;
     }
 };
 

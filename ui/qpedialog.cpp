@@ -64,12 +64,8 @@ void CQPEDialog::setSize(int width, int height)
     // Every size starts from the form's design positions.
     slotScrollWindow(0);
     m_scrollPos = 0;
-    {
-        // The slider goes home with the controls; a new range below must
-        // not move them again.
-        const QSignalBlocker block(m_scrollBar);
-        m_scrollBar->setValue(0);
-    }
+    // The slider goes home with the controls (the slot has nothing left to move).
+    m_scrollBar->setValue(0);
 
     if (h < m_height) {
         // The form moves when the slider is let go, not while dragged.
