@@ -6,25 +6,30 @@
 #include "ui/vxlistview.h"
 
 CvxListViewItem::CvxListViewItem(QTreeWidget* list, CRecord* record)
-    : QTreeWidgetItem(list, Type)
+    : QTreeWidgetItem(Type)
     , m_record(record)
 {
-    if (!m_record)
-        return;
-    const CCategory* category = GetCategory();
-    if (!category) {
+    // Filled in before it joins the list, so that the view hears of the
+    // row once rather than once per cell.
+    const CCategory* category = m_record ? GetCategory(qobject_cast<CvxListView*>(list)) : nullptr;
+    if (category) {
+        QString text;
+        for (int column = 1; column <= 3; ++column) {
+            m_record->GetDataText(column - 1, text);
+            setText(column, text);
+        }
+        if (!category->icon.isEmpty())
+            setData(0, Qt::DecorationRole,
+                    Resource::loadPixmap(QStringLiteral("korel/icons.18x14/") + category->icon));
+    } else if (m_record) {
         setText(1, QStringLiteral("-- CORRUPT RECORD --"));
-        // Too long for one column: the row's first cell paints it across all.
-        setFirstColumnSpanned(true);
+    }
+    if (!list)
         return;
-    }
-    QString text;
-    for (int column = 1; column <= 3; ++column) {
-        m_record->GetDataText(column - 1, text);
-        setText(column, text);
-    }
-    if (!category->icon.isEmpty())
-        setData(0, Qt::DecorationRole, Resource::loadPixmap(QStringLiteral("korel/icons.18x14/") + category->icon));
+    list->addTopLevelItem(this);
+    // Too long for one column: the row's first cell paints it across all.
+    if (m_record && !category)
+        setFirstColumnSpanned(true);
 }
 
 CCategory* CvxListViewItem::GetCategory(CvxListView* list) const
