@@ -30,7 +30,6 @@ CQPEDialog::CQPEDialog(QWidget* parent, int width, int height)
 
 CQPEDialog::CQPEDialog(QWidget* parent, QWidget* watched, int width, int height)
     : QDialog(parent)
-    , m_parent(parent)
     , m_watched(watched ? watched : parent)
     , m_scrollBar(new QScrollBar(Qt::Vertical, this))
     , m_width(width)
@@ -45,6 +44,7 @@ CQPEDialog::CQPEDialog(QWidget* parent, QWidget* watched, int width, int height)
         connect(m_watched, SIGNAL(signalResized(QResizeEvent*)), this, SLOT(slotResized(QResizeEvent*)));
         setSize(m_watched->width(), m_watched->height());
     } else {
+        // Nothing to follow: the form gets its design size.
         setSize(m_width, m_height - HeightAllowance);
     }
 }

@@ -45,7 +45,6 @@ public slots:
     void slotScrollWindow(int value);
 
 private:
-    QWidget* m_parent;
     QPointer<QWidget> m_watched;
     QScrollBar* m_scrollBar;
     int m_width;
