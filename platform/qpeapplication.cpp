@@ -161,12 +161,16 @@ bool QPEApplication::filterStylus(QWidget* widget, QEvent* event)
     auto* mouse = static_cast<QMouseEvent*>(event);
     switch (event->type()) {
     case QEvent::MouseButtonPress:
-        if (mouse->button() != Qt::LeftButton || m_holdTimer.isActive())
+        if (mouse->button() != Qt::LeftButton)
+            return false;
+        if (m_holdTimer.isActive() && mouse->timestamp() == m_holdStamp)
             return false; // the same press passed on to a parent
+        m_holdTimer.stop();
         m_holdFired = false;
         if (stylusOperation(widget) != RightOnHold)
             return false;
         m_holdWidget = widget;
+        m_holdStamp = mouse->timestamp();
         m_holdLocal = mouse->position().toPoint();
         m_holdGlobal = mouse->globalPosition().toPoint();
         m_holdTimer.start();

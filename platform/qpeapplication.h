@@ -48,6 +48,7 @@ private:
     QPointer<QWidget> m_holdWidget;
     QPoint m_holdLocal;
     QPoint m_holdGlobal;
+    quint64 m_holdStamp = 0;
     bool m_holdFired = false;
 };
 

@@ -61,6 +61,12 @@ CVaultixWindow::CVaultixWindow(QWidget* parent, const char* name, unsigned int f
     menuTools->addWidget(menuBar);
 
     _LockoutTimer = new QTimer(this);
+    // main() deletes it before the window; whoever goes first, the global
+    // never points at a deleted timer.
+    connect(_LockoutTimer, &QObject::destroyed, [timer = _LockoutTimer] {
+        if (_LockoutTimer == timer)
+            _LockoutTimer = nullptr;
+    });
     connect(_LockoutTimer, &QTimer::timeout, this, &CVaultixWindow::slotAutolockTimedOut);
 
     m_utility = new QMenu(tr("Utility"), this);
