@@ -100,14 +100,12 @@ void CvxListView::slotShowFilteredByCategory()
             new CvxListViewItem(this, record);
     }
 
+    // The lookup falls back to the first category; only an exact id counts.
     const CCategory* category = m_filter == -1 ? nullptr : m_categories->GetCategory(m_filter);
-    QTreeWidgetItem* head = headerItem();
-    for (int column = 1; column <= 3; ++column) {
-        if (category && category->id == m_filter)
-            head->setText(column, category->labels[column - 1]);
-        else
-            head->setText(column, tr("Field %1").arg(column));
-    }
+    const bool labelled = category && category->id == m_filter;
+    const QString plain[3] = {tr("Field 1"), tr("Field 2"), tr("Field 3")};
+    for (int column = 1; column <= 3; ++column)
+        headerItem()->setText(column, labelled ? category->labels[column - 1] : plain[column - 1]);
     setSortingEnabled(sorting);
     setUpdatesEnabled(updates);
 
