@@ -6,6 +6,7 @@
 #include "storage/cxfile.h"
 
 #include <QFile>
+#include <QDir>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
@@ -107,32 +108,74 @@ private slots:
         QVERIFY2(QFile::exists(m_tool), qPrintable(m_tool));
     }
 
-    void usage_data()
+    // Every exit code the tool promises, one row each. `file` names what
+    // --file points at; the password is "secret" where one is set.
+    void exitCodes_data()
     {
+        QTest::addColumn<QString>("file");
         QTest::addColumn<QStringList>("args");
-        QTest::newRow("no command") << QStringList();
-        QTest::newRow("unknown command") << QStringList{"frobnicate"};
-        QTest::newRow("password on the command line") << QStringList{"list", "--password", "secret"};
-        QTest::newRow("show without key") << QStringList{"show"};
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<int>("code");
+        const QByteArray p32(32, 'p'), p33(33, 'p');
+        QTest::newRow("help") << "sound" << QStringList{"list", "--help"} << QByteArray() << 0;
+        QTest::newRow("no command") << "sound" << QStringList() << QByteArray() << 2;
+        QTest::newRow("unknown command") << "sound" << QStringList{"frobnicate"} << QByteArray() << 2;
+        QTest::newRow("password option") << "sound" << QStringList{"list", "--password", "x"} << QByteArray() << 2;
+        QTest::newRow("show without key") << "sound" << QStringList{"show"} << QByteArray() << 2;
+        QTest::newRow("check sound") << "sound" << QStringList{"check"} << QByteArray() << 0;
+        QTest::newRow("check damaged") << "damaged" << QStringList{"check"} << QByteArray() << 1;
+        QTest::newRow("check missing") << "missing" << QStringList{"check"} << QByteArray() << 2;
+        QTest::newRow("check folder") << "folder" << QStringList{"check"} << QByteArray() << 2;
+        QTest::newRow("check foreign") << "foreign" << QStringList{"check"} << QByteArray() << 1;
+        QTest::newRow("list damaged") << "damaged" << QStringList{"list"} << QByteArray() << 1;
+        QTest::newRow("list foreign") << "foreign" << QStringList{"list"} << QByteArray() << 2;
+        QTest::newRow("list folder") << "folder" << QStringList{"list"} << QByteArray() << 2;
+        QTest::newRow("unknown category") << "sound" << QStringList{"list", "--category", "Nope"} << QByteArray() << 2;
+        QTest::newRow("unknown key") << "sound" << QStringList{"show", "4242"} << QByteArray() << 2;
+        QTest::newRow("wrong password") << "password" << QStringList{"list", "--password-stdin"} << QByteArray("wrong\n") << 1;
+        QTest::newRow("right password") << "password" << QStringList{"list", "--password-stdin"} << QByteArray("secret\n") << 0;
+        QTest::newRow("passwords differ") << "sound" << QStringList{"passwd"} << QByteArray("\na\nb\n") << 1;
+        QTest::newRow("32 characters") << "sound" << QStringList{"passwd"} << "\n" + p32 + "\n" + p32 + "\n" << 0;
+        QTest::newRow("33 characters") << "sound" << QStringList{"passwd"} << "\n" + p33 + "\n" + p33 + "\n" << 2;
+        QTest::newRow("passwd in use") << "in use" << QStringList{"passwd"} << QByteArray("\na\na\n") << 1;
+        QTest::newRow("list in use") << "in use" << QStringList{"list"} << QByteArray() << 0;
     }
 
-    void usage()
+    void exitCodes()
     {
+        QFETCH(QString, file);
         QFETCH(QStringList, args);
-        const Result r = run(args);
-        QCOMPARE(r.code, 2);
-        QVERIFY(r.out.isEmpty());
-        QVERIFY2(r.err.contains("Usage: vaultix-tool"), qPrintable(r.err));
-        QVERIFY(!r.err.startsWith("Usage:")); // says what is wrong first
-        QVERIFY(!QFile::exists(path("xdg/Vaultix/Vaultix.Dat"))); // nothing created
-    }
+        QFETCH(QByteArray, input);
+        QFETCH(int, code);
+        QString target = path("codes/" + file + ".dat");
+        QDir().mkpath(path("codes/folder.dat"));
+        if (file == "sound" || file == "in use" || file == "damaged" || file == "password") {
+            QFile::remove(target);
+            QFile::copy(makeFileWithRecords("codes-source.dat"), target);
+            QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner);
+        }
+        if (file == "damaged")
+            QVERIFY(writeAll(target, readAll(target).chopped(40)));
+        if (file == "foreign")
+            QVERIFY(writeAll(target, QByteArray("NotOurs0001\0\0\0\0\0", 16) + QByteArray(148, '\1')));
+        if (file == "password")
+            QCOMPARE(run({"--file", target, "passwd"}, "\nsecret\nsecret\n").code, 0);
+        CSession holder(target); // a running Vaultix
+        if (file == "in use")
+            QVERIFY(holder.lock());
+        const QByteArray before = readAll(target);
 
-    void help()
-    {
-        const Result r = run({"list", "--help"});
-        QCOMPARE(r.code, 0);
-        QVERIFY(r.out.startsWith("Usage: vaultix-tool"));
-        QVERIFY(r.err.isEmpty());
+        const Result r = run(QStringList{"--file", target} + args, input);
+        QVERIFY2(r.code == code, qPrintable(QString("exit %1: %2").arg(r.code).arg(r.err)));
+        if (code == 2 && QByteArray(QTest::currentDataTag()).contains("command"))
+            QVERIFY(r.err.contains("Usage: vaultix-tool") && !r.err.startsWith("Usage:")); // what is wrong first
+        if (code != 0 && file != "missing")
+            QCOMPARE(readAll(target), before); // a refusal writes nothing
+        if (file == "missing")
+            QVERIFY(!QFile::exists(target));
+        if (file == "in use" && code)
+            QVERIFY2(r.err.contains("already in use"), qPrintable(r.err));
+        QVERIFY(!QFile::exists(path("xdg/Vaultix/Vaultix.Dat"))); // --file is always used
     }
 
     void defaultFileAndCheck()
@@ -168,18 +211,6 @@ private slots:
         r = run({"--file", file, "passwd"}, "\nsecret\nsecret\n");
         QCOMPARE(r.code, 1);
         QCOMPARE(readAll(file), bytes);
-
-        // Missing files are not created by the read-only commands.
-        QCOMPARE(run({"--file", path("missing.dat"), "check"}).code, 2);
-        QCOMPARE(run({"--file", path("missing.dat"), "keys"}).code, 2);
-        QVERIFY(!QFile::exists(path("missing.dat")));
-
-        // A foreign file is refused, not overwritten.
-        const QByteArray foreign = QByteArray("NotOurs0001\0\0\0\0\0", 16) + QByteArray(148, '\1');
-        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(foreign) == foreign.size());
-        f.close();
-        QCOMPARE(run({"--file", file, "list"}).code, 2);
-        QCOMPARE(readAll(file), foreign);
     }
 
     // The reading commands work on a file the user may only read, and
