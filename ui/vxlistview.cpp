@@ -47,6 +47,10 @@ CvxListView::CvxListView(QWidget* parent)
     setAllColumnsShowFocus(true);
     // Stripes follow the screen position, so a row may scroll partly out.
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    // The fixed columns fill the screen's width; with the vertical scroll bar
+    // the last one is cut a little rather than the list growing a second,
+    // sideways bar that would take a row's height from a 240-pixel screen.
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setSortingEnabled(true);
     sortByColumn(1, Qt::AscendingOrder);
 
