@@ -22,20 +22,25 @@ constexpr int Gap = 2;
 
 // Qt wraps a message box's text at half the screen's width, which on the
 // 240-pixel screen breaks the texts' own short lines into ragged pieces.
-// The texts carry their line breaks: keep them whole when they fit.
+// The texts carry their line breaks: keep them whole when they fit, and
+// use the screen's whole width when they do not.
 bool fitMessageBox(QMessageBox* box)
 {
     auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
     QScreen* screen = box->screen();
-    if (!label || !label->wordWrap() || !box->layout() || !screen)
+    if (!label || !label->wordWrap() || !box->layout() || !screen
+        || box->width() >= screen->availableGeometry().width())
         return false;
     const QRect area = screen->availableGeometry();
     label->setWordWrap(false);
     box->layout()->activate();
-    const QSize whole = box->layout()->totalMinimumSize();
+    QSize whole = box->layout()->totalMinimumSize();
     if (whole.width() > area.width()) {
+        // Too wide even so (a long path): wrap at the screen's width, not
+        // at half of it.
         label->setWordWrap(true);
-        return false;
+        box->layout()->activate();
+        whole = QSize(area.width(), box->layout()->totalHeightForWidth(area.width()));
     }
     const QPoint centre = box->frameGeometry().center();
     box->setFixedSize(whole);
@@ -54,6 +59,8 @@ CDialogDecoration::CDialogDecoration(QDialog* dialog)
     , m_dialog(dialog)
 {
     setObjectName(QLatin1String(BarName));
+    // A name of its own, so that nobody takes it for the dialog.
+    setWindowTitle(caption() + QStringLiteral(" (title bar)"));
     setAttribute(Qt::WA_ShowWithoutActivating);
     setFocusPolicy(Qt::NoFocus);
     QFont bold = font();
@@ -186,6 +193,7 @@ bool CDialogDecoration::eventFilter(QObject* watched, QEvent* event)
         follow();
         break;
     case QEvent::WindowTitleChange:
+        setWindowTitle(caption() + QStringLiteral(" (title bar)"));
         update();
         break;
     case QEvent::LayoutRequest:

@@ -4,7 +4,6 @@
 #include "platform/messagebox.h"
 #include "ui/shell.h"
 
-#include <QFileInfo>
 #include <QStringList>
 
 namespace {
@@ -31,10 +30,14 @@ bool CStartup::openDataFile(CSession& session, QWidget* parent)
     const QString path = session.dataFile();
     const QString shown = breakablePath(path);
     auto refuse = [&](const QString& problem) {
-        QString text = problem;
-        text.replace(path, shown);
-        CMessageBox::warning(parent, caption(),
-                             tr("Vaultix cannot use its data file:\n%1\nNothing was written to it.").arg(text));
+        // The problems name the file first; the path goes on a line of its own.
+        QString text;
+        if (problem.startsWith(path))
+            text = tr("The data file\n%1\n%2\nNothing was written to it.").arg(shown, problem.mid(path.size()).trimmed());
+        else
+            text = tr("Vaultix cannot use its data file\n%1\n%2\nNothing was written to it.")
+                       .arg(shown, QString(problem).replace(path, shown));
+        CMessageBox::warning(parent, caption(), text);
         return false;
     };
 
@@ -56,12 +59,11 @@ bool CStartup::openDataFile(CSession& session, QWidget* parent)
             lines = lines.mid(0, MaxProblemLines);
             lines << tr("(and %n more)", nullptr, more);
         }
-        const QString name = QFileInfo(path).fileName() + QStringLiteral(".damaged-YYYYMMDD-HHMMSS");
         const QMessageBox::StandardButton choice = CMessageBox::ask(
             parent, QMessageBox::Warning, caption(),
-            tr("The data file\n%1\nis damaged:\n%2\n\nSave a copy of it as\n%3\nbeside it and go on?\n"
-               "No quits and writes nothing.")
-                .arg(shown, lines.join(QLatin1Char('\n')), name),
+            tr("The data file\n%1\nis damaged:\n%2\n\nSave a copy of it beside it, named\n"
+               "with \".damaged-\" and the date and\ntime added, and go on?\nNo quits and writes nothing.")
+                .arg(shown, lines.join(QLatin1Char('\n'))),
             QMessageBox::Yes | QMessageBox::No, QMessageBox::No, QMessageBox::No);
         if (choice != QMessageBox::Yes)
             return false;

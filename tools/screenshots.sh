@@ -1,0 +1,206 @@
+#!/usr/bin/env bash
+# Starts the real Vaultix under a virtual 240 x 320 X screen on made-up data
+# files, works it with the pen and keys like a user, and saves a PNG of
+# every screen, dialog and message box of the main window.
+#
+#   tools/screenshots.sh BUILD_DIR OUT_DIR      (make screenshots does this)
+#
+# Needs Xvfb, xdotool and ImageMagick's import (make screenshots installs
+# them). Nothing here touches the user's own data file.
+set -euo pipefail
+
+BUILD=$(cd "${1:-build}" && pwd)
+OUT=${2:-docs/screenshots}
+mkdir -p "$OUT"
+OUT=$(cd "$OUT" && pwd)
+APP=$BUILD/vaultix
+DEMO=$BUILD/vx_demodata
+for f in "$APP" "$DEMO"; do
+  [ -x "$f" ] || { echo "missing $f: build first" >&2; exit 1; }
+done
+
+WORK=$(mktemp -d)
+DISPLAY_NUM=${SHOT_DISPLAY:-97}
+export DISPLAY=:$DISPLAY_NUM
+XVFB_PID=""
+APP_PIDS=()
+
+finish() {
+  for p in "${APP_PIDS[@]}"; do kill "$p" 2>/dev/null || true; done
+  [ -n "$XVFB_PID" ] && kill "$XVFB_PID" 2>/dev/null || true
+  rm -rf "$WORK"
+}
+trap finish EXIT
+
+Xvfb "$DISPLAY" -screen 0 240x320x24 -nolisten tcp >"$WORK/xvfb.log" 2>&1 &
+XVFB_PID=$!
+for _ in $(seq 100); do xdotool getdisplaygeometry >/dev/null 2>&1 && break; sleep 0.1; done
+
+# start DATA_HOME: runs Vaultix on $DATA_HOME/Vaultix/Vaultix.Dat
+start() {
+  XDG_DATA_HOME=$1 QT_QPA_PLATFORM=xcb "$APP" >"$WORK/app.log" 2>&1 &
+  APP_PIDS+=($!)
+}
+stop_all() {
+  for p in "${APP_PIDS[@]}"; do kill "$p" 2>/dev/null || true; wait "$p" 2>/dev/null || true; done
+  APP_PIDS=()
+}
+# await TITLE: until a window of that caption is on the screen
+await() {
+  xdotool search --sync --onlyvisible --name "^$1\$" >/dev/null
+  sleep 0.4
+}
+# gone TITLE: until no window of that caption is on the screen
+gone() {
+  for _ in $(seq 50); do
+    xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1 || { sleep 0.3; return; }
+    sleep 0.1
+  done
+}
+shot() {
+  xdotool mousemove 239 319      # no pointer hovering over a button
+  sleep 0.3
+  import -window root "$OUT/$1.png"
+  echo "  $1.png"
+}
+tap() { xdotool mousemove "$1" "$2" click 1; }
+keys() { xdotool key --delay 40 "$@"; }
+typed() { xdotool type --delay 30 "$1"; }
+# data HOME [COUNT [PASSWORD]]: a made-up data file
+data() {
+  mkdir -p "$1/Vaultix"
+  if [ -n "${3:-}" ]; then
+    echo "$3" | "$DEMO" "$1/Vaultix/Vaultix.Dat" "${2:-0}" --password-stdin
+  else
+    "$DEMO" "$1/Vaultix/Vaultix.Dat" "${2:-0}"
+  fi
+}
+
+# Places on the 240 x 320 main window.
+LOCK_BUTTON="96 16"
+UTILITY="25 15"
+HEADER_FIELD2="130 43"
+
+echo "Screenshots in $OUT:"
+
+# 1. A new data file: the warning, then the empty, locked main screen.
+start "$WORK/new"
+await "No Password"
+shot 01-no-password-warning
+keys Return
+gone "No Password"
+shot 02-main-new-file
+stop_all
+
+# 2. A file with a password and records in protected and plain categories.
+data "$WORK/demo" 30 secret
+start "$WORK/demo"
+await "Vaultix V1.0.0"
+shot 03-main-locked
+tap $LOCK_BUTTON
+await "Enter Password"
+shot 04-enter-password
+typed wrong
+keys Return
+await "Password Incorrect"
+shot 05-password-incorrect
+keys Return                      # Yes: try again
+await "Enter Password"
+keys ctrl+a
+typed secret
+keys Return
+gone "Enter Password"
+shot 06-main-unlocked
+# The category filter: the combo's list, then one category.
+tap 170 16
+sleep 0.6
+shot 07-category-combo
+keys Down Return
+sleep 0.5
+shot 08-filtered-bank
+tap 170 16
+sleep 0.5
+keys Home Return
+sleep 0.5
+tap $HEADER_FIELD2
+sleep 0.5
+shot 09-sorted-by-field2
+tap $UTILITY
+sleep 0.6
+shot 10-utility-menu
+keys Down Return                 # Password
+await "Set Password"
+shot 11-change-password
+typed wrong
+keys Return
+await "Password Incorrect"
+shot 12-old-password-incorrect
+keys Return
+gone "Password Incorrect"
+tap $UTILITY
+sleep 0.4
+keys Down Return
+await "Set Password"
+typed secret
+keys Tab
+typed one
+keys Tab
+typed two
+keys Return
+await "Password Incorrect"
+shot 13-new-passwords-differ
+keys Return
+gone "Password Incorrect"
+
+# 3. A short list area: the form does not fit and scrolls.
+xdotool search --onlyvisible --name "^Vaultix V1.0.0\$" windowsize --sync 240 150 >/dev/null 2>&1 || \
+  xdotool search --onlyvisible --name "^Vaultix V1.0.0\$" windowsize 240 150
+sleep 0.6
+tap $UTILITY
+sleep 0.4
+keys Down Return
+await "Set Password"
+shot 14-short-area-scroll-bar
+keys Next                        # a page down with the keyboard
+sleep 0.2
+W=$(xdotool search --onlyvisible --name "^Set Password\$" | head -1)
+eval "$(xdotool getwindowgeometry --shell "$W")"
+# The scroll bar's lower arrow: right edge, bottom of the form.
+tap $((X + WIDTH - 8)) $((Y + HEIGHT - 8))
+tap $((X + WIDTH - 8)) $((Y + HEIGHT - 8))
+tap $((X + WIDTH - 8)) $((Y + HEIGHT - 8))
+shot 15-short-area-scrolled
+keys Escape
+gone "Set Password"
+stop_all
+
+# 4. Files that must not be written: foreign, damaged, in use.
+mkdir -p "$WORK/foreign/Vaultix"
+printf 'Shopping list: milk, bread, eggs.\n%.0s' $(seq 20) >"$WORK/foreign/Vaultix/Vaultix.Dat"
+start "$WORK/foreign"
+await "Vaultix"
+shot 16-foreign-file
+keys Return
+stop_all
+
+data "$WORK/damaged" 6
+# The free list's head now points past the end of the file.
+printf '\xff\xff\x00\x00' | dd of="$WORK/damaged/Vaultix/Vaultix.Dat" bs=1 seek=32 conv=notrunc status=none
+start "$WORK/damaged"
+await "Vaultix"
+shot 17-damaged-file
+keys Escape
+stop_all
+
+data "$WORK/inuse" 4
+start "$WORK/inuse"
+await "No Password"
+keys Return
+gone "No Password"
+start "$WORK/inuse"
+await "Vaultix"
+shot 18-file-in-use
+keys Return
+stop_all
+
+echo "done"
