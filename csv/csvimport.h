@@ -1,0 +1,41 @@
+#ifndef VAULTIX_CSV_CSVIMPORT_H
+#define VAULTIX_CSV_CSVIMPORT_H
+
+#include <QByteArray>
+#include <QString>
+
+class CCategories;
+class CRecords;
+
+// Limits of the imported values, in characters.
+namespace CsvLimits {
+constexpr int Category = 31;
+constexpr int Field = 64;
+constexpr int Note = 256;
+} // namespace CsvLimits
+
+// Reads the CSV file `name` and adds one record per non-empty line, with its
+// category found by name (ignoring case) or created. Returns the number of
+// records added; 0 when the file cannot be opened.
+int DoTheImport(QString& name, CCategories* categories, CRecords* records);
+
+// The same on bytes already read.
+int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records);
+
+// A file that is valid UTF-8 is read as UTF-8 (a leading byte-order mark is
+// dropped), any other as Latin-1. Characters that Latin-1 cannot hold come
+// back as "?", one per character.
+QString DecodeCSV(const QByteArray& bytes);
+
+// Clears bytes read from or written to a CSV file before they are dropped.
+void WipeCSVText(QByteArray& bytes);
+void WipeCSVText(QString& text);
+
+// Adds one record to the file and the collection, creating its category
+// when no category of that name (ignoring case) exists. False when the
+// category or the record could not be stored (nothing is then added).
+bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& category, QString& field1,
+                          QString& field2, QString& field3, QString& field4, QString& field5,
+                          QString& field6, QString& note);
+
+#endif
