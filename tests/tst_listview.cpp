@@ -8,7 +8,6 @@
 #include "security/password.h"
 #include "ui/catcombo.h"
 #include "ui/vxlistview.h"
-#include "ui/vxlistviewitem.h"
 
 #include <QHeaderView>
 #include <QLineEdit>
@@ -21,7 +20,7 @@ namespace {
 
 const QColor First(255, 200, 200);
 const QColor Second(200, 200, 255);
-const QStringList FieldHeaders = {"C", "Field 1", "Field 2", "Field 3"};
+const QString Lost = "-- CORRUPT RECORD --";
 
 // Written to the file only; the list loads it as the application does.
 void addRecord(int category, const QStringList& t, bool encrypted = false)
@@ -48,15 +47,13 @@ void tapHeader(CvxListView& list, int section)
                       QPoint(head->sectionViewportPosition(section) + 10, head->height() / 2));
 }
 
-// The viewport's pixel in column 2 (left empty by the tests), without the
-// focus tint of a current row.
+// A pixel in column 2 (left empty by the tests), without the current row's tint.
 QColor stripeAt(CvxListView& list, int y)
 {
     list.setCurrentItem(nullptr);
     return list.viewport()->grab().toImage().pixelColor(20 + 74 + 40, y);
 }
 
-// Records every tap that reaches the row slot.
 class CTapList : public CvxListView
 {
 public:
@@ -68,18 +65,28 @@ public:
     }
 };
 
+template<class List = CvxListView>
+std::unique_ptr<List> shownList(int filter = -1)
+{
+    auto list = std::make_unique<List>(nullptr);
+    list->slotShowFilteredByCategory(filter);
+    list->resize(240, 270);
+    list->show();
+    if (!QTest::qWaitForWindowExposed(list.get()))
+        qWarning("list not exposed");
+    return list;
+}
+
 } // namespace
 
-// Stands in for the main window, whose two slots the list connects by name.
+// Stands in for the main window, whose slot the list connects by name.
 class CFakeWindow : public QWidget
 {
     Q_OBJECT
 public:
     int lockIcon = 0;
-    int categoryCombo = 0;
 public slots:
     void slotUpdateLockIcon() { ++lockIcon; }
-    void slotUpdateCategoryCombo() { ++categoryCombo; }
 };
 
 class TstListView : public QObject
@@ -89,18 +96,6 @@ class TstListView : public QObject
     QTemporaryDir m_dir;
     std::unique_ptr<CSession> m_session;
     int m_files = 0;
-
-    template<class List = CvxListView>
-    static std::unique_ptr<List> shownList(int filter = -1, QSize size = QSize(240, 270))
-    {
-        auto list = std::make_unique<List>(nullptr);
-        list->slotShowFilteredByCategory(filter);
-        list->resize(size);
-        list->show();
-        if (!QTest::qWaitForWindowExposed(list.get()))
-            qWarning("list not exposed");
-        return list;
-    }
 
 private slots:
     void initTestCase() { qputenv("QPEDIR", VX_TEST_SOURCE_DIR); }
@@ -118,9 +113,10 @@ private slots:
         QTest::addColumn<int>("filter");
         QTest::addColumn<QStringList>("headers");
         QTest::addColumn<QStringList>("rows");
-        QTest::newRow("all") << -1 << FieldHeaders << QStringList{"-- CORRUPT RECORD --", "a", "b", "w"};
+        const QStringList plain = {"C", "Field 1", "Field 2", "Field 3"};
+        QTest::newRow("all") << -1 << plain << QStringList{Lost, "a", "b", "w"};
         QTest::newRow("Bank") << 0 << QStringList{"C", "Bank", "Account #", "PIN"} << QStringList{"a", "b"};
-        QTest::newRow("no such category") << 500 << FieldHeaders << QStringList{"-- CORRUPT RECORD --"};
+        QTest::newRow("no such category") << 500 << plain << QStringList{Lost};
         QTest::newRow("no records") << 5 << QStringList{"C", "Airline", "Name", "Number"} << QStringList{};
     }
     void headersAndRowsFollowFilter()
@@ -137,6 +133,12 @@ private slots:
             headers << list.headerItem()->text(c);
         QTEST(headers, "headers");
         QTEST(cells(list, 1), "rows");
+        // A record without its category shows nothing else, and no icon.
+        for (int i = 0; i < list.topLevelItemCount(); ++i) {
+            const QTreeWidgetItem* row = list.topLevelItem(i);
+            QCOMPARE(row->text(2), QString());
+            QCOMPARE(row->data(0, Qt::DecorationRole).isNull(), row->text(1) == Lost);
+        }
     }
 
     void sortKeysIgnoreCase_data()
@@ -147,11 +149,10 @@ private slots:
         // Equal keys keep the records' order (Alpha, ALPHA, alpha) either way.
         QTest::newRow("field 1") << 1 << QStringList{"Alpha", "ALPHA", "alpha", "beta"}
                                  << QStringList{"beta", "Alpha", "ALPHA", "alpha"};
-        // By category name ignoring case (aardvark, Bank, Computer Login),
-        // not by icon (icon_computer1 < icon_dollar < icon_world); no
-        // category sorts as an empty name.
-        QTest::newRow("category") << 0 << QStringList{"-- CORRUPT RECORD --", "ALPHA", "Alpha", "alpha", "beta"}
-                                  << QStringList{"beta", "Alpha", "alpha", "ALPHA", "-- CORRUPT RECORD --"};
+        // By category name ignoring case (aardvark, Bank, Computer Login), not
+        // by icon name; no category sorts as an empty name.
+        QTest::newRow("category") << 0 << QStringList{Lost, "ALPHA", "Alpha", "alpha", "beta"}
+                                  << QStringList{"beta", "Alpha", "alpha", "ALPHA", Lost};
     }
     void sortKeysIgnoreCase()
     {
@@ -168,10 +169,8 @@ private slots:
         if (section == 0)
             addRecord(500, {"lost"});
         auto list = shownList();
-        QCOMPARE(list->sortColumn(), 1);
-        if (section != 1)
+        if (section != 1) // field 1 is the first sort
             tapHeader(*list, section);
-        QCOMPARE(list->sortColumn(), section);
         QTEST(cells(*list, 1), "ascending");
         tapHeader(*list, section);
         QTEST(cells(*list, 1), "descending");
@@ -179,23 +178,8 @@ private slots:
         QTEST(cells(*list, 1), "descending");
     }
 
-    void rowWithoutCategory()
-    {
-        addRecord(500, {"lost", "x", "y"});
-        addRecord(9, {"login", "user"});
-        CvxListView list(nullptr);
-        list.slotShowFilteredByCategory(-1);
-        auto* lost = static_cast<CvxListViewItem*>(list.topLevelItem(0));
-        auto* login = static_cast<CvxListViewItem*>(list.topLevelItem(1));
-        QCOMPARE(QStringList({lost->text(1), lost->text(2), lost->text(3)}),
-                 QStringList({"-- CORRUPT RECORD --", "", ""}));
-        QVERIFY(!lost->GetCategory());
-        QVERIFY(lost->data(0, Qt::DecorationRole).isNull());
-        QCOMPARE(lost->GetRecord()->category, 500);
-        QCOMPARE(login->GetCategory()->id, 9);
-        QVERIFY(!login->data(0, Qt::DecorationRole).value<QPixmap>().isNull());
-    }
-
+    // Both "Twin" entries choose the first of them in collection order; a
+    // refill puts "All" first and chooses it, leaving the filter alone.
     void comboFiltersByFirstOfAName()
     {
         addRecord(40, {"forty"});
@@ -209,23 +193,12 @@ private slots:
         }
         const int firstTwin = list.categories()->find("Twin")->id;
         CCatCombo combo(&list, nullptr, 110);
-        QCOMPARE(combo.maximumWidth(), 110);
-        QCOMPARE(combo.minimumWidth(), 110);
-        QCOMPARE(combo.count(), 15);
-        QCOMPARE(combo.itemText(0), QString("All"));
-        QCOMPARE(combo.itemText(1), QString("Bank"));
-
-        // Both "Twin" entries choose the first of them in collection order.
         for (int i = 1; i < combo.count(); ++i) {
             QTest::keyClick(&combo, Qt::Key_Down);
-            if (combo.currentText() == "Twin") {
-                QCOMPARE(list.filter(), firstTwin);
+            if (combo.currentText() == "Twin")
                 QCOMPARE(cells(list, 1), QStringList{firstTwin == 40 ? "forty" : "forty-one"});
-            }
         }
         QCOMPARE(list.filter(), 7); // "Web Login", the last entry
-
-        // A refill puts "All" first and chooses it, leaving the filter alone.
         combo.refreshList();
         QCOMPARE(combo.currentText(), QString("All"));
         QCOMPARE(list.filter(), 7);
@@ -238,7 +211,6 @@ private slots:
     {
         // No rows: 16-pixel bands from the first colour at the top.
         auto empty = shownList(5);
-        QCOMPARE(stripeAt(*empty, 0), First);
         QCOMPARE(stripeAt(*empty, 15), First);
         QCOMPARE(stripeAt(*empty, 16), Second);
         QCOMPARE(stripeAt(*empty, 32), First);
@@ -247,9 +219,7 @@ private slots:
             addRecord(9, {QString("r%1").arg(i, 2, 10, QChar('0'))});
         auto list = shownList();
         const int h = list->visualItemRect(list->topLevelItem(0)).height();
-        QCOMPARE(stripeAt(*list, 1), First);
         QCOMPARE(stripeAt(*list, h + 1), Second);
-
         // A partly scrolled top row and the row below share the first colour.
         list->verticalScrollBar()->setValue(h / 2);
         const int secondTop = h - h / 2;
@@ -261,38 +231,27 @@ private slots:
         for (int i = 0; i < 3; ++i)
             addRecord(3, {"mail"});
         auto few = shownList(3);
-        QCOMPARE(few->topLevelItemCount(), 3);
         QCOMPARE(stripeAt(*few, 2 * h + 1), First);
         QCOMPARE(stripeAt(*few, 3 * h + 1), Second);
         QCOMPARE(stripeAt(*few, 4 * h + 1), First);
     }
 
-    void columnWidthsStayExact()
+    void columnWidthsAndResize()
     {
         for (int i = 0; i < 40; ++i)
             addRecord(0, {QString("a long first field %1").arg(i), "a long second field", "a long third"});
         auto list = shownList();
-        auto widths = [&] {
-            QList<int> out;
-            for (int c = 0; c < 4; ++c)
-                out << list->header()->sectionSize(c);
-            return out;
-        };
-        QCOMPARE(widths(), QList<int>({20, 74, 70, 70}));
-        list->slotShowFilteredByCategory(0);
-        list->resize(300, 150);
-        QCOMPARE(widths(), QList<int>({20, 74, 70, 70}));
-    }
-
-    void resizedCarriesWholeSize()
-    {
-        auto list = shownList();
         QList<QPair<QSize, QSize>> seen;
         connect(list.get(), &CvxListView::signalResized, this,
                 [&seen](QResizeEvent* e) { seen.append({e->size(), e->oldSize()}); });
-        list->resize(240, 150);
-        QCOMPARE(seen, (QList<QPair<QSize, QSize>>{{QSize(240, 150), QSize(240, 270)}}));
-        QVERIFY(list->viewport()->height() < 150);
+        list->slotShowFilteredByCategory(0);
+        list->resize(300, 150);
+        QList<int> widths;
+        for (int c = 0; c < 4; ++c)
+            widths << list->header()->sectionSize(c);
+        QCOMPARE(widths, QList<int>({20, 74, 70, 70}));
+        // The whole widget's size, not the viewport's.
+        QCOMPARE(seen, (QList<QPair<QSize, QSize>>{{QSize(300, 150), QSize(240, 270)}}));
     }
 
     void tapsOnRowsOnly()
@@ -302,71 +261,45 @@ private slots:
         auto list = shownList<CTapList>();
         const QRect second = list->visualItemRect(list->topLevelItem(1));
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(130, second.center().y()));
-        QCOMPARE(list->taps, (QList<QPair<QTreeWidgetItem*, int>>{{list->topLevelItem(1), 2}}));
         // Holding the pen (a right click) and tapping below the rows do nothing.
         QTest::mouseClick(list->viewport(), Qt::RightButton, {}, QPoint(60, second.center().y()));
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(60, second.bottom() + 40));
-        QCOMPARE(list->taps.size(), 1);
-        QVERIFY(!QApplication::activeModalWidget());
+        QCOMPARE(list->taps, (QList<QPair<QTreeWidgetItem*, int>>{{list->topLevelItem(1), 2}}));
     }
 
-    void protectedFieldsFollowLock_data()
-    {
-        QTest::addColumn<bool>("locked");
-        QTest::addColumn<QStringList>("bank");
-        QTest::newRow("locked") << true << QStringList{"My bank", "******", ""};
-        QTest::newRow("unlocked") << false << QStringList{"My bank", "12-34", ""};
-    }
     void protectedFieldsFollowLock()
     {
-        QFETCH(bool, locked);
         EncryptAddNewPwd("secret");
         addRecord(0, {"My bank", "12-34", "", "note"}, true);
         addRecord(3, {"Mail", "me", "pw"});
-        CvxListView list(nullptr);
-        _AppCfg->locked = locked;
-        list.slotShowFilteredByCategory(-1);
-        QCOMPARE(cells(list, 1), QStringList({"Mail", "My bank"}));
-        const QTreeWidgetItem* bank = list.topLevelItem(1);
-        QTEST(QStringList({bank->text(1), bank->text(2), bank->text(3)}), "bank");
-        QCOMPARE(list.topLevelItem(0)->text(3), QString("pw"));
+        for (bool locked : {true, false}) {
+            _AppCfg->locked = locked;
+            CvxListView list(nullptr);
+            list.slotShowFilteredByCategory(-1);
+            QCOMPARE(cells(list, 2), QStringList({"me", locked ? "******" : "12-34"}));
+            QCOMPARE(cells(list, 3), QStringList({"pw", ""}));
+        }
     }
 
-    void passwordMenuRebuildsAfterAChange_data()
-    {
-        QTest::addColumn<bool>("cancel");
-        QTest::addColumn<QString>("confirm");
-        QTest::addColumn<bool>("rebuilt");
-        QTest::newRow("set") << false << "abc" << true;
-        QTest::newRow("confirmation differs") << false << "abd" << false;
-        QTest::newRow("cancelled") << true << "abc" << false;
-    }
+    // A new password leaves the data locked: the rebuilt row hides the field.
     void passwordMenuRebuildsAfterAChange()
     {
-        QFETCH(bool, cancel);
-        QFETCH(QString, confirm);
-        QFETCH(bool, rebuilt);
         addRecord(0, {"My bank", "12-34"});
         CFakeWindow window;
         auto* list = new CvxListView(&window);
         list->slotShowFilteredByCategory(-1);
-        QCOMPARE(window.lockIcon, 1);
-        emit list->signalUpdateCategoryCombo();
-        QCOMPARE(window.categoryCombo, 1);
-
-        DialogDriver driver;
-        driver.actions.push_back([cancel, confirm](QDialog* d) {
-            if (cancel)
-                return d->reject();
-            QTest::keyClicks(d->findChild<QLineEdit*>("newPassword"), "abc");
-            QTest::keyClicks(d->findChild<QLineEdit*>("confirmPassword"), confirm);
-            d->accept();
-        });
-        list->slotMenuPassWord();
-        QCOMPARE(driver.shown, 1);
-        QCOMPARE(window.lockIcon, rebuilt ? 2 : 1);
-        // A new password leaves the data locked: the rebuilt row hides the field.
-        QCOMPARE(list->topLevelItem(0)->text(2), QString(rebuilt ? "******" : "12-34"));
+        for (const QString confirm : {"abd", "abc"}) {
+            DialogDriver driver;
+            driver.actions.push_back([confirm](QDialog* d) {
+                QTest::keyClicks(d->findChild<QLineEdit*>("newPassword"), "abc");
+                QTest::keyClicks(d->findChild<QLineEdit*>("confirmPassword"), confirm);
+                d->accept();
+            });
+            list->slotMenuPassWord();
+            const bool rebuilt = confirm == "abc";
+            QCOMPARE(window.lockIcon, rebuilt ? 2 : 1);
+            QCOMPARE(list->topLevelItem(0)->text(2), QString(rebuilt ? "******" : "12-34"));
+        }
     }
 };
 
