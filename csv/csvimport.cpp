@@ -69,11 +69,18 @@ QString DecodeCSV(const QByteArray& bytes)
 {
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = utf8.decode(bytes);
-    if (utf8.hasError())
-        return QString::fromLatin1(bytes);
-    if (text.startsWith(QChar(0xFEFF)))
-        text.remove(0, 1);
-    return ToLatin1Range(text);
+    if (utf8.hasError()) {
+        WipeCSVText(text);
+        text = QString::fromLatin1(bytes);
+    } else {
+        if (text.startsWith(QChar(0xFEFF)))
+            text.remove(0, 1);
+        text = ToLatin1Range(text);
+    }
+    // Stored texts end at a NUL: a name cut there would no longer match
+    // its category once loaded again.
+    text.remove(QChar(0));
+    return text;
 }
 
 bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& category, QString& field1,

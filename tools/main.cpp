@@ -15,6 +15,7 @@ struct Arguments
     QStringList positional;
     QString category; // null unless --category was given
     bool passwordStdin = false;
+    bool force = false;
 };
 
 // Asked-for help goes to standard output and is a success; a usage error
@@ -65,6 +66,8 @@ bool Parse(const QStringList& args, Arguments& out, QString& error)
                     return false;
             } else if (a == "--password-stdin")
                 out.passwordStdin = true;
+            else if (a == "--force")
+                out.force = true;
             else {
                 error = QString("unknown option %1").arg(a);
                 return false;
@@ -80,15 +83,19 @@ bool Parse(const QStringList& args, Arguments& out, QString& error)
         return false;
     }
     const bool takesCategory = out.command == "list";
-    const bool takesPassword = out.command == "list" || out.command == "show";
-    const int positional = out.command == "show" || out.command == "salvage" ? 1 : 0;
-    const QStringList known = {"check", "keys", "list", "show", "categories", "passwd", "salvage"};
+    const bool takesPassword = out.command == "list" || out.command == "show" || out.command == "import"
+                               || out.command == "export";
+    const QStringList oneArgument = {"show", "salvage", "import", "export"};
+    const int positional = oneArgument.contains(out.command) ? 1 : 0;
+    const QStringList known = {"check", "keys", "list", "show", "categories", "passwd", "salvage", "import", "export"};
     if (!known.contains(out.command))
         error = QString("unknown command %1").arg(out.command);
     else if (!out.category.isNull() && !takesCategory)
         error = QString("%1 does not take --category").arg(out.command);
     else if (out.passwordStdin && !takesPassword)
         error = QString("%1 does not take --password-stdin").arg(out.command);
+    else if (out.force && out.command != "export")
+        error = QString("%1 does not take --force").arg(out.command);
     else if (out.positional.size() != positional)
         error = positional ? QString("%1 needs one argument").arg(out.command)
                            : QString("%1 takes no arguments").arg(out.command);
@@ -118,5 +125,9 @@ int main(int argc, char* argv[])
         return ListCategories(path);
     if (args.command == "salvage")
         return SalvageFile(path, args.positional.first());
+    if (args.command == "import")
+        return ImportCSVFile(path, args.positional.first(), args.passwordStdin);
+    if (args.command == "export")
+        return ExportCSVFile(path, args.positional.first(), args.passwordStdin, args.force);
     return ChangePassword(path);
 }

@@ -66,6 +66,22 @@ QString OpenError(int code, const QString& path)
     return QString("cannot open %1 for reading").arg(path);
 }
 
+// The record's category, or null when its id matches none.
+CCategory* CategoryOf(CCategories* categories, const CRecord* record)
+{
+    CCategory* c = categories->GetCategory(record->category);
+    return (c && c->id == record->category) ? c : nullptr;
+}
+
+QString Text(const CRecord* record, int number)
+{
+    QString text;
+    record->GetDataText(number, text);
+    return text;
+}
+
+} // namespace
+
 // Opens the data file as the application does at start and loads the
 // collections. Only a missing (or empty) file may be created: a foreign or
 // damaged one is refused before anything is written. Commands that only
@@ -106,13 +122,6 @@ int OpenData(CSession& session, bool writes)
     return ExitOk;
 }
 
-// The record's category, or null when its id matches none.
-CCategory* CategoryOf(CCategories* categories, const CRecord* record)
-{
-    CCategory* c = categories->GetCategory(record->category);
-    return (c && c->id == record->category) ? c : nullptr;
-}
-
 // Unlocks the data for reading protected texts: from the first line of
 // standard input, or by asking on the terminal. An empty answer on the
 // terminal leaves the data locked.
@@ -141,15 +150,6 @@ int Unlock(bool passwordStdin)
     return ExitOk;
 }
 
-QString Text(const CRecord* record, int number)
-{
-    QString text;
-    record->GetDataText(number, text);
-    return text;
-}
-
-} // namespace
-
 void PrintError(const QString& text)
 {
     PrintTo(stderr, Program + text);
@@ -175,20 +175,29 @@ void PrintUsage(FILE* stream)
         "  passwd                set, change or remove the master password\n"
         "  salvage OUT           copy every record of a damaged file that reads back\n"
         "                        whole into a new file OUT (only reads the damaged file)\n"
+        "  import FILE.csv [--password-stdin]\n"
+        "                        add one record per line of a CSV file (category,\n"
+        "                        fields 1 to 6, note), creating missing categories\n"
+        "  export FILE.csv [--password-stdin] [--force]\n"
+        "                        write every record as one CSV line; FILE.csv \"-\" is\n"
+        "                        standard output; an existing file only with --force\n"
         "\n"
-        "list, show, categories and passwd create the file with the default\n"
+        "list, show, categories, passwd, import and export create the file with the default\n"
         "categories when it does not exist (its folder must exist).\n"
         "\n"
         "Passwords are never taken from the command line. --password-stdin reads\n"
         "the master password from the first line of standard input; without it\n"
         "protected texts show as ******, unless standard input is a terminal, where\n"
-        "the password is asked for. passwd reads the old, the new and the repeated\n"
+        "the password is asked for. import refuses while a password is set and not\n"
+        "given; export without it writes protected texts as ******. passwd reads the old, the new and the repeated\n"
         "new password as three lines of standard input (empty lines for none), or\n"
         "asks for them on the terminal.\n"
         "\n"
         "Exit status: 0 success (and --help); 1 damaged file, file in use by a\n"
-        "running Vaultix, wrong password, new passwords that differ, or records\n"
-        "that salvage left (or may have left) behind; 2 usage error, unknown\n"
+        "running Vaultix, wrong password, new passwords that differ, records\n"
+        "that salvage left (or may have left) behind, a CSV file that is missing\n"
+        "or unreadable, an import without the password, or an existing export\n"
+        "file without --force; 2 usage error, unknown\n"
         "category or key, a file that cannot be read or opened, or an existing OUT."));
 }
 

@@ -12,6 +12,17 @@ enum ToolExit {
     ExitUsage = 2,  // usage error, unknown name or key, unreadable file
 };
 
+class CSession;
+
+// Opens the data file as the application does and loads the collections;
+// `writes` also takes the file's lock, else the file is opened read-only.
+// Returns an exit code, ExitOk when the session is ready.
+int OpenData(CSession& session, bool writes);
+// Unlocks the data when a password is set: from the first line of standard
+// input with `passwordStdin`, else asked on a terminal (an empty answer
+// leaves it locked). ExitFailed for a wrong password.
+int Unlock(bool passwordStdin);
+
 // The command-line tool's commands; each prints its results and returns the
 // program's exit code.
 void PrintUsage(FILE* stream);
@@ -29,5 +40,11 @@ int ChangePassword(const QString& path);
 // Copies every record that reads back whole from a damaged file into a new
 // file `out`; never writes to `path`.
 int SalvageFile(const QString& path, const QString& out);
+// Adds the records of a CSV file; refuses while a password is set and not
+// given.
+int ImportCSVFile(const QString& path, const QString& csv, bool passwordStdin);
+// Writes every record as CSV to `csv` ("-": standard output); an existing
+// file only with `force`.
+int ExportCSVFile(const QString& path, const QString& csv, bool passwordStdin, bool force);
 
 #endif

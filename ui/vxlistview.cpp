@@ -2,6 +2,7 @@
 
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
+#include "csv/csvcommands.h"
 #include "model/categories.h"
 #include "model/records.h"
 #include "security/dlgchgpassword.h"
@@ -148,8 +149,19 @@ void CvxListView::slotMenuPassWord()
 
 void CvxListView::slotMenuCategory() {}
 void CvxListView::slotMenuOption() {}
-void CvxListView::slotMenuImport() {}
-void CvxListView::slotMenuExport() {}
+void CvxListView::slotMenuImport()
+{
+    if (!importFromCSV(this, categories(), records()))
+        return;
+    emit signalUpdateCategoryCombo();
+    emit signalShowFilteredByCategory();
+}
+
+void CvxListView::slotMenuExport()
+{
+    exportToCSV(this, categories(), records());
+}
+
 void CvxListView::slotMenuAbout() {}
 void CvxListView::slotNewRecord() {}
 

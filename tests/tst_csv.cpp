@@ -1,0 +1,343 @@
+// The comma-separated format without widgets: the field reader, the import
+// into a real data file and the export read back.
+#include "config/appglobals.h"
+#include "config/vxconfig.h"
+#include "csv/csvexport.h"
+#include "csv/csvfield.h"
+#include "csv/csvimport.h"
+#include "model/appfile.h"
+#include "model/categories.h"
+#include "model/record.h"
+#include "model/records.h"
+#include "model/session.h"
+#include "security/password.h"
+#include "storage/cxfilecheck.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+QStringList Texts(const CRecord* r)
+{
+    QStringList out;
+    QString t;
+    for (int i = 0; i < CRecord::TextCount; ++i) {
+        r->GetDataText(i, t);
+        out << t;
+    }
+    return out;
+}
+
+bool WriteFile(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+QByteArray ReadFile(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+} // namespace
+
+class TestCsv : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<CSession> m_session;
+    int m_n = 0;
+
+    CCategories* cats() { return m_session->categories(); }
+    CRecords* recs() { return m_session->records(); }
+
+    // A new default data file for each test.
+    void openFresh()
+    {
+        closeSession();
+        m_session = std::make_unique<CSession>(m_dir.filePath(QString("data%1.dat").arg(++m_n)));
+        QVERIFY(m_session->open());
+        m_session->loadCollections();
+    }
+    void reopen()
+    {
+        const QString path = m_session->dataFile();
+        closeSession();
+        m_session = std::make_unique<CSession>(path);
+        QVERIFY(m_session->open());
+        m_session->loadCollections();
+    }
+    void closeSession()
+    {
+        if (m_session)
+            m_session->close();
+        m_session.reset();
+    }
+    int import(const QByteArray& bytes)
+    {
+        const QString path = m_dir.filePath("in.csv");
+        if (!WriteFile(path, bytes))
+            return -1;
+        QString name = path;
+        return DoTheImport(name, cats(), recs());
+    }
+    bool fileSound()
+    {
+        CxFileCheck check(ReadFile(m_session->dataFile()), _AppSignature);
+        return check.run();
+    }
+    QStringList categoryNames()
+    {
+        QStringList names;
+        for (CCategory* c = cats()->first(); c; c = CCategories::nextOf(c))
+            names << c->name;
+        return names;
+    }
+
+private slots:
+    void cleanup() { closeSession(); }
+
+    void fieldReader_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QStringList>("values");
+        QTest::newRow("unquoted") << "a,b,c" << QStringList{"a", "b", "c"};
+        QTest::newRow("trailing blank kept") << "abc ,def" << QStringList{"abc ", "def"};
+        QTest::newRow("leading blanks dropped") << " \t abc,\tdef" << QStringList{"abc", "def"};
+        QTest::newRow("quoted comma") << "\"a,b\",c" << QStringList{"a,b", "c"};
+        QTest::newRow("doubled quotes") << "\"say \"\"hi\"\" \"\"x\"\"\",next"
+                                        << QStringList{"say \"hi\" \"x\"", "next"};
+        QTest::newRow("blanks inside quotes") << "\" a \"  , b" << QStringList{" a ", "b"};
+        QTest::newRow("quote inside unquoted") << "ab\"c,d" << QStringList{"ab\"c", "d"};
+        QTest::newRow("text after closing quote") << "\"ab\"cd,ef" << QStringList{"ab", "cd", "ef"};
+        QTest::newRow("unclosed quote") << "\"abc,def" << QStringList{"abc,def", ""};
+        QTest::newRow("empty values") << ",,x" << QStringList{"", "", "x"};
+        QTest::newRow("carriage return kept") << "a\rb,c" << QStringList{"a\rb", "c"};
+        QTest::newRow("blanks only") << "   " << QStringList{"", ""};
+    }
+    void fieldReader()
+    {
+        QFETCH(QString, line);
+        QFETCH(QStringList, values);
+        int pos = 0;
+        QString value;
+        for (const QString& expected : values) {
+            pos = GetNextCSVfield(line, pos, value);
+            QCOMPARE(value, expected);
+        }
+        // At the end: empty, and the position stays.
+        QCOMPARE(pos, int(line.size()));
+        QCOMPARE(GetNextCSVfield(line, pos, value), pos);
+        QVERIFY(value.isEmpty());
+        QCOMPARE(GetNextCSVfield(line, pos + 7, value), pos + 7);
+    }
+
+    // Every line a record; categories found ignoring case or created once,
+    // in their sorted place.
+    void importLines()
+    {
+        openFresh();
+        const int before = recs()->count;
+        const int categoriesBefore = cats()->count;
+        const QByteArray csv = "\"Shop\",\"login\",\"pw\"\n"
+                               "\n"
+                               "shop,second\r\n"
+                               "BANK,Current,12345678,0000,,,,note,extra,columns\n"
+                               "   \n"
+                               "Category,Field 1,Field 2,Field 3,Field 4,Field 5,Field 6,Note";
+        QCOMPARE(import(csv), 5);
+        QCOMPARE(recs()->count, before + 5);
+        // "Shop", "" and the header's "Category"; "BANK" went into "Bank".
+        QCOMPARE(cats()->count, categoriesBefore + 3);
+        const QStringList names = categoryNames();
+        QCOMPARE(names.count("Shop"), 1);
+        QCOMPARE(names.count(""), 1);
+        QVERIFY(names.indexOf("Shop") > names.indexOf("Serial No."));
+
+        CRecord* r = static_cast<CRecord*>(recs()->tail);
+        for (int i = 0; i < 4; ++i)
+            r = static_cast<CRecord*>(r->prev);
+        QCOMPARE(cats()->GetCategory(r->category)->name, QString("Shop"));
+        QCOMPARE(Texts(r), (QStringList{"login", "pw", "", "", "", "", ""}));
+        r = CRecords::nextOf(r);
+        QCOMPARE(cats()->GetCategory(r->category)->name, QString("Shop"));
+        QCOMPARE(Texts(r).first(), QString("second"));
+        r = CRecords::nextOf(r);
+        QCOMPARE(cats()->GetCategory(r->category)->name, QString("Bank"));
+        QCOMPARE(Texts(r), (QStringList{"Current", "12345678", "0000", "", "", "", "note"}));
+        r = CRecords::nextOf(r);
+        QCOMPARE(cats()->GetCategory(r->category)->name, QString(""));
+        const CCategory* made = cats()->find("Shop");
+        QCOMPARE(made->labels[5], QString("Field 6"));
+        QVERIFY(!made->isProtected);
+        QCOMPARE(made->icon, _AppCfg->iconNames.value(0));
+
+        // All of it was written through.
+        QVERIFY(fileSound());
+        reopen();
+        QCOMPARE(recs()->count, before + 5);
+        QCOMPARE(categoryNames().count("Shop"), 1);
+    }
+
+    void limits()
+    {
+        openFresh();
+        const QByteArray c(40, 'c'), f(100, 'f'), n(400, 'n');
+        QCOMPARE(import(c + ',' + f + ",,,,,," + n + '\n'), 1);
+        const auto* r = static_cast<CRecord*>(recs()->tail);
+        const QStringList t = Texts(r);
+        QCOMPARE(t[0], QString(64, 'f'));
+        QCOMPARE(t[6], QString(256, 'n'));
+        QCOMPARE(cats()->GetCategory(r->category)->name, QString(31, 'c'));
+    }
+
+    void encodings_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        const QString text = QString::fromUtf8("Caf\u00e9,Z\u00fcrich \u00bd,\u00ff");
+        QTest::newRow("utf-8") << text.toUtf8();
+        QTest::newRow("utf-8 with mark") << QByteArray("\xEF\xBB\xBF") + text.toUtf8();
+        QTest::newRow("latin-1") << text.toLatin1();
+    }
+    void encodings()
+    {
+        QFETCH(QByteArray, bytes);
+        openFresh();
+        QCOMPARE(import(bytes), 1);
+        const auto* r = static_cast<CRecord*>(recs()->tail);
+        QCOMPARE(cats()->GetCategory(r->category)->name, QString::fromUtf8("Caf\u00e9"));
+        QCOMPARE(Texts(r).mid(0, 2), (QStringList{QString::fromUtf8("Z\u00fcrich \u00bd"), QString::fromUtf8("\u00ff")}));
+    }
+
+    void beyondLatin1()
+    {
+        // One "?" per character, also for one outside the basic plane.
+        QCOMPARE(DecodeCSV(QString::fromUtf8("a\u20ac\U0001F600b").toUtf8()), QString("a??b"));
+        // Not UTF-8: every byte a character; NULs, which no stored text can
+        // hold, dropped.
+        QCOMPARE(DecodeCSV(QByteArray("\xff\x00\xc3", 3)), QString::fromLatin1("\xff\xc3"));
+    }
+
+    // What the export writes comes back the same, note line breaks as blanks.
+    void exportReimport()
+    {
+        openFresh();
+        QVERIFY(import("\"We \"\"quote\"\"\",\"a, b\",\" pad \",\"x\"\n") == 1);
+        auto* r = static_cast<CRecord*>(recs()->tail);
+        r->SetDataText("first", "two", "th\"ree", "", "a\rb", "", "line one\nline two");
+        r->WriteRecord(true);
+        auto* orphan = new CRecord;
+        orphan->category = 777;
+        orphan->SetDataText("lost", "", "", "", "", "", "");
+        orphan->WriteRecord(false);
+        recs()->Append(orphan);
+
+        const QByteArray orphanLine = ExportCSVLine(cats(), orphan);
+        QCOMPARE(orphanLine, QByteArray("\"Category\",\"lost\",\"\",\"\",\"\",\"\",\"\",\"\"\n"));
+        QCOMPARE(ExportCSVLine(cats(), r),
+                 QByteArray("\"We \"\"quote\"\"\",\"first\",\"two\",\"th\"\"ree\",\"\",\"a\rb\",\"\",\"line one line two\"\n"));
+
+        QString out = m_dir.filePath("out.csv");
+        QCOMPARE(DoTheExport(out, cats(), recs()), recs()->count);
+        const QByteArray written = ReadFile(out);
+        QCOMPARE(written.count('\n'), recs()->count);
+        QVERIFY(written.endsWith(orphanLine));
+
+        // Into a file of its own.
+        QList<QPair<QString, QStringList>> expected;
+        for (CRecord* e = recs()->first(); e; e = CRecords::nextOf(e)) {
+            const CCategory* c = cats()->GetCategory(e->category);
+            QStringList t = Texts(e);
+            t.last().replace('\n', ' ');
+            expected << qMakePair(c->id == e->category ? c->name : QString("Category"), t);
+        }
+        openFresh();
+        const int base = recs()->count;
+        QCOMPARE(DoTheImport(out, cats(), recs()), expected.size());
+        CRecord* e = recs()->first();
+        for (int i = 0; i < base; ++i)
+            e = CRecords::nextOf(e);
+        for (const auto& [name, texts] : expected) {
+            QVERIFY(e);
+            QCOMPARE(cats()->GetCategory(e->category)->name, name);
+            QCOMPARE(Texts(e), texts);
+            e = CRecords::nextOf(e);
+        }
+    }
+
+    void emptyExport()
+    {
+        CCategories categories;
+        CRecords records;
+        QString out = m_dir.filePath("empty.csv");
+        QVERIFY(WriteFile(out, "old"));
+        QCOMPARE(DoTheExport(out, &categories, &records), 0);
+        QCOMPARE(ReadFile(out), QByteArray());
+        QString bad = m_dir.filePath("no/such/folder.csv");
+        QCOMPARE(DoTheExport(bad, &categories, &records), 0);
+    }
+
+    // A protected category's texts are stored enciphered under the password.
+    void protectedCategory()
+    {
+        openFresh();
+        EncryptAddNewPwd("secret");
+        _AppCfg->locked = false;
+        QCOMPARE(import("bank,Main,1234,9999\n"), 1);
+        auto* r = static_cast<CRecord*>(recs()->tail);
+        QVERIFY(r->encrypted);
+        QVERIFY(QByteArray(r->fieldData, r->fieldDataLength).indexOf("1234") < 0);
+        reopen();
+        QVERIFY(CheckValidPwd("secret"));
+        _AppCfg->locked = false;
+        QCOMPARE(Texts(static_cast<CRecord*>(recs()->tail)).mid(0, 3), (QStringList{"Main", "1234", "9999"}));
+    }
+
+    // Whatever the bytes, the data file stays sound and readable.
+    void badInput_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("count");
+        QTest::newRow("empty") << QByteArray() << 0;
+        QTest::newRow("line ends only") << QByteArray("\n\r\n\n") << 0;
+        QTest::newRow("nul bytes") << QByteArray("a\0b,c\0\n\0\n", 9) << 1;
+        QTest::newRow("stray quotes") << QByteArray("\"\"\"\n\",\"\",\"\n\"") << 3;
+        QTest::newRow("long line") << QByteArray(3 << 20, ',') << 1;
+        QByteArray noise;
+        quint32 seed = 7;
+        for (int i = 0; i < 20000; ++i) {
+            seed = seed * 1103515245u + 12345u;
+            noise += char(seed >> 24);
+        }
+        QTest::newRow("noise") << noise << -1;
+    }
+    void badInput()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(int, count);
+        openFresh();
+        const int got = import(bytes);
+        if (count >= 0)
+            QCOMPARE(got, count);
+        QVERIFY(fileSound());
+        const int held = recs()->count;
+        reopen();
+        QCOMPARE(recs()->count, held);
+    }
+
+    void missingFile()
+    {
+        openFresh();
+        QString name = m_dir.filePath("absent.csv");
+        QCOMPARE(DoTheImport(name, cats(), recs()), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCsv)
+#include "tst_csv.moc"
