@@ -1,0 +1,44 @@
+#include "ui/dlgabout.h"
+
+#include "platform/resource.h"
+#include "ui/shell.h"
+
+#include <QLabel>
+
+namespace {
+void paintWhite(QWidget* w)
+{
+    QPalette pal = w->palette();
+    pal.setColor(QPalette::Window, Qt::white);
+    w->setPalette(pal);
+    w->setAutoFillBackground(true);
+}
+} // namespace
+
+CdlgAbout::CdlgAbout(QWidget* parent)
+    : CQPEDialog(parent, 210, 220)
+{
+    setWindowTitle(tr("About Vaultix"));
+    setFocusPolicy(Qt::NoFocus);
+    paintWhite(this);
+
+    QLabel* logo = makeLabel(this, QString(), 5, 10, 96, 44);
+    logo->setObjectName(QStringLiteral("logo"));
+    logo->setPixmap(Resource::loadPixmap(QStringLiteral("korel/logo/logo")));
+    paintWhite(logo);
+
+    // The main window composes the text; a dialog shown without one (a test)
+    // composes it the same way.
+    const QString text = _TitleAndVersion.isEmpty()
+        ? QLatin1String(_Title) + QStringLiteral(" V") + QLatin1String(_Version) : _TitleAndVersion;
+    QLabel* title = makeLabel(this, text, 106, 21, 99, 16);
+    title->setObjectName(QStringLiteral("title"));
+    title->setAlignment(Qt::AlignCenter);
+    paintWhite(title);
+}
+
+void CdlgAbout::RunAbout(QWidget* list)
+{
+    CdlgAbout dlg(list);
+    dlg.exec();
+}

@@ -1,11 +1,14 @@
 #include "ui/vxlistview.h"
 
 #include "config/appglobals.h"
+#include "config/dlgconfig.h"
 #include "config/vxconfig.h"
 #include "csv/csvcommands.h"
 #include "model/categories.h"
 #include "model/records.h"
 #include "security/dlgchgpassword.h"
+#include "ui/dlgabout.h"
+#include "ui/dlgcategoryselect.h"
 #include "ui/vxlistlook.h"
 #include "ui/vxlistviewitem.h"
 
@@ -147,8 +150,21 @@ void CvxListView::slotMenuPassWord()
         emit signalShowFilteredByCategory();
 }
 
-void CvxListView::slotMenuCategory() {}
-void CvxListView::slotMenuOption() {}
+void CvxListView::slotMenuCategory()
+{
+    if (!CdlgCategorySelect::RunCategoryCommand(this, records(), categories()))
+        return;
+    m_filter = -1;
+    emit signalUpdateCategoryCombo();
+    emit signalShowFilteredByCategory();
+}
+
+void CvxListView::slotMenuOption()
+{
+    CDlgConfig::RunConfiguration(this, _AppCfg);
+    emit signalShowFilteredByCategory();
+}
+
 void CvxListView::slotMenuImport()
 {
     if (!importFromCSV(this, categories(), records()))
@@ -162,7 +178,11 @@ void CvxListView::slotMenuExport()
     exportToCSV(this, categories(), records());
 }
 
-void CvxListView::slotMenuAbout() {}
+void CvxListView::slotMenuAbout()
+{
+    CdlgAbout::RunAbout(this);
+}
+
 void CvxListView::slotNewRecord() {}
 
 // --- Stripes --------------------------------------------------------------------

@@ -1,0 +1,306 @@
+#include "dialogtest.h"
+
+#include "config/appglobals.h"
+#include "config/colourpushbutton.h"
+#include "config/dlgcolourslct.h"
+#include "config/dlgconfig.h"
+#include "config/dlgcustomcolour.h"
+#include "config/vxconfig.h"
+#include "config/widgetcolourslct.h"
+#include "model/session.h"
+#include "storage/cxfile.h"
+#include "storage/le32.h"
+#include "storage/readcurrent.h"
+#include "ui/dlgabout.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSlider>
+#include <QSpinBox>
+#include <QStyleOptionSlider>
+#include <QTemporaryDir>
+
+#include <memory>
+
+namespace {
+
+// The settings record as stored: a 32-bit word at a byte offset.
+int storedWord(int offset)
+{
+    QByteArray b;
+    if (!_AppFile->FindRecord(0) || !ReadCurrentRecord(*_AppFile, b) || b.size() < offset + 4)
+        return -12345;
+    return GetLE32(b.constData() + offset);
+}
+
+QCheckBox* checkBox(QWidget* d, const QString& text)
+{
+    for (QCheckBox* c : d->findChildren<QCheckBox*>()) {
+        if (c->text() == text)
+            return c;
+    }
+    return nullptr;
+}
+
+// Drags a slider's handle to its far end (0 or 255) with the mouse.
+void dragTo(QSlider* slider, bool right)
+{
+    QStyleOptionSlider opt;
+    opt.initFrom(slider);
+    opt.orientation = slider->orientation();
+    opt.minimum = slider->minimum();
+    opt.maximum = slider->maximum();
+    opt.sliderPosition = opt.sliderValue = slider->value();
+    opt.subControls = QStyle::SC_SliderHandle;
+    const QPoint from = slider->style()->subControlRect(QStyle::CC_Slider, &opt, QStyle::SC_SliderHandle, slider).center();
+    const QPoint to(right ? slider->width() + 50 : -50, from.y());
+    QTest::mousePress(slider, Qt::LeftButton, {}, from);
+    QMouseEvent move(QEvent::MouseMove, to, slider->mapToGlobal(to), Qt::NoButton, Qt::LeftButton, {});
+    QApplication::sendEvent(slider, &move);
+    QTest::mouseRelease(slider, Qt::LeftButton, {}, to);
+}
+
+QColor swatch(int i)
+{
+    return QColor(colourSwatches[i].red, colourSwatches[i].green, colourSwatches[i].blue);
+}
+
+} // namespace
+
+class TstConfigDialogs : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<CSession> m_session;
+    std::unique_ptr<TestMainWindow> m_main;
+    int m_files = 0;
+
+private slots:
+    void initTestCase() { qputenv("QPEDIR", VX_TEST_SOURCE_DIR); }
+    void init()
+    {
+        m_session = std::make_unique<CSession>(m_dir.filePath(QString("s%1.dat").arg(m_files++)));
+        QVERIFY(m_session->open());
+        m_main = std::make_unique<TestMainWindow>();
+    }
+    void cleanup()
+    {
+        m_main.reset();
+        m_session.reset();
+    }
+
+    void autolock_data()
+    {
+        QTest::addColumn<int>("minutes");  // in the settings
+        QTest::addColumn<bool>("checked"); // as the dialog opens
+        QTest::addColumn<int>("spin");
+        QTest::addColumn<QString>("input"); // "" none, "tick", or digits typed
+        QTest::addColumn<int>("stored");
+        QTest::newRow("off") << 0 << false << 5 << "" << -1;
+        QTest::newRow("off, -1") << -1 << false << 5 << "" << -1;
+        QTest::newRow("150") << 150 << true << 99 << "" << 99;
+        QTest::newRow("on, untick") << 7 << true << 7 << "tick" << -1;
+        QTest::newRow("off, tick") << 0 << false << 5 << "tick" << 5;
+        QTest::newRow("typed 12") << 7 << true << 7 << "12" << 12;
+    }
+    void autolock()
+    {
+        QFETCH(int, minutes);
+        _AppCfg->autolockMinutes = minutes;
+        DialogDriver driver;
+        driver.actions.push_back([](QDialog* d) {
+            QFETCH(bool, checked);
+            QFETCH(QString, input);
+            auto* box = checkBox(d, "Enable Autolock");
+            auto* spin = d->findChild<QSpinBox*>();
+            QCOMPARE(box->isChecked(), checked);
+            QTEST(spin->value(), "spin");
+            QCOMPARE(spin->isEnabled(), checked);
+            if (input == "tick") {
+                QTest::mouseClick(box, Qt::LeftButton);
+                QCOMPARE(spin->isEnabled(), !checked);
+            } else if (!input.isEmpty()) {
+                spin->selectAll();
+                QTest::keyClicks(spin, input);
+            }
+            d->accept();
+        });
+        CDlgConfig::RunConfiguration(m_main->list, _AppCfg);
+        QCOMPARE(driver.shown, 1);
+        QTEST(_AppCfg->autolockMinutes, "stored");
+        QTEST(storedWord(28), "stored");
+    }
+
+    void passwordOptionsAndCancel_data()
+    {
+        QTest::addColumn<bool>("accept");
+        QTest::newRow("accepted") << true;
+        QTest::newRow("cancelled") << false;
+    }
+    void passwordOptionsAndCancel()
+    {
+        QFETCH(bool, accept);
+        _AppCfg->showNoPwdWarning = true;
+        _AppCfg->cleartextPwd = false;
+        _AppCfg->autolockMinutes = 3;
+        _AppCfg->save();
+        DialogDriver driver;
+        driver.actions.push_back([accept](QDialog* d) {
+            QCOMPARE(d->size(), QSize(200, 254));
+            auto* warn = checkBox(d, "Show \"No password\" warning.");
+            auto* clear = checkBox(d, "Cleartext password entry.");
+            QVERIFY(warn->isChecked());
+            QVERIFY(!clear->isChecked());
+            QCOMPARE(clear->geometry(), QRect(10, 36, 165, 16));
+            QTest::mouseClick(warn, Qt::LeftButton);
+            QTest::mouseClick(clear, Qt::LeftButton);
+            QTest::mouseClick(checkBox(d, "Enable Autolock"), Qt::LeftButton);
+            if (accept)
+                d->accept();
+            else
+                QTest::keyClick(d, Qt::Key_Escape);
+        });
+        CDlgConfig::RunConfiguration(m_main->list, _AppCfg);
+        QCOMPARE(_AppCfg->showNoPwdWarning, !accept);
+        QCOMPARE(_AppCfg->cleartextPwd, accept);
+        QCOMPARE(storedWord(68), int(!accept));
+        QCOMPARE(storedWord(64), int(accept));
+        QCOMPARE(storedWord(28), accept ? -1 : 3);
+    }
+
+    // Odd: a swatch tapped in the grid; even: a colour mixed in the custom
+    // dialog. Both dialogs follow the record list, not the dialog they
+    // came from.
+    void coloursThroughTheDialogs()
+    {
+        _AppCfg->colourOdd = QColor(255, 255, 255);
+        _AppCfg->colourEven = QColor(1, 2, 3);
+        DialogDriver driver;
+        driver.actions.push_back([](QDialog* d) {
+            auto* odd = d->findChild<CColourPushButton*>("odd");
+            QCOMPARE(odd->focusPolicy(), Qt::NoFocus);
+            QTest::mouseClick(odd, Qt::LeftButton);
+            QCOMPARE(odd->Colour(), swatch(3));
+            QTest::mouseClick(d->findChild<CColourPushButton*>("even"), Qt::LeftButton);
+            d->accept();
+        });
+        driver.actions.push_back([this](QDialog* d) {
+            QCOMPARE(d->windowTitle(), QString("Select Colour"));
+            QCOMPARE(d->size(), QSize(134, 115));
+            auto* grid = d->findChild<CWidgetColourSlct*>();
+            QCOMPARE(grid->SelectedSwatch(), 14); // white
+            QTest::mouseClick(grid, Qt::LeftButton, {}, CWidgetColourSlct::CellRect(3).center());
+            // A short list area: the dialog follows it with a scroll bar.
+            m_main->list->resize(240, 60);
+            QCOMPARE(d->height(), 60 + 14);
+            QVERIFY(d->findChild<QScrollBar*>()->isVisible());
+            m_main->list->resize(240, 250);
+            d->accept();
+        });
+        driver.actions.push_back([](QDialog* d) {
+            auto* grid = d->findChild<CWidgetColourSlct*>();
+            QCOMPARE(grid->SelectedSwatch(), 15); // 1, 2, 3 is no swatch
+            QCOMPARE(grid->GetCustomColour(), QColor(1, 2, 3));
+            QTest::mouseClick(d->findChild<QPushButton*>(), Qt::LeftButton);
+            QCOMPARE(grid->SelectedSwatch(), 15);
+            d->accept();
+        });
+        driver.actions.push_back([this](QDialog* d) {
+            QCOMPARE(d->windowTitle(), QString("Custom Colour"));
+            QCOMPARE(d->size(), QSize(189, 90));
+            m_main->list->resize(240, 50);
+            QCOMPARE(d->height(), 64);
+            m_main->list->resize(240, 250);
+            QCOMPARE(d->height(), 90);
+            auto* red = d->findChild<QSlider*>("red");
+            QCOMPARE(red->value(), 1);
+            QCOMPARE(red->focusPolicy(), Qt::NoFocus);
+            dragTo(red, true);
+            dragTo(d->findChild<QSlider*>("blue"), true);
+            QStringList values;
+            for (QLabel* l : d->findChildren<QLabel*>()) {
+                if (l->x() == 123)
+                    values << l->text();
+            }
+            QCOMPARE(values, (QStringList{"255", "2", "255"}));
+            d->accept();
+        });
+        CDlgConfig::RunConfiguration(m_main->list, _AppCfg);
+        QCOMPARE(driver.shown, 4);
+        QCOMPARE(_AppCfg->colourOdd, swatch(3));
+        QCOMPARE(_AppCfg->colourEven, QColor(255, 2, 255));
+        QCOMPARE(storedWord(4), 0x99);
+        QCOMPARE(storedWord(24), 255);
+    }
+
+    // A release on a black line or outside the cells keeps the choice; a
+    // cell's edge pixel still belongs to it.
+    void gridTaps_data()
+    {
+        QTest::addColumn<QPoint>("at");
+        QTest::addColumn<int>("selected");
+        QTest::newRow("cell 5") << CWidgetColourSlct::CellRect(5).center() << 5;
+        QTest::newRow("custom") << CWidgetColourSlct::CellRect(15).center() << 15;
+        QTest::newRow("band's last pixel") << QPoint(18, 18) << 0;
+        QTest::newRow("gap between columns") << QPoint(19, 10) << 2;
+        QTest::newRow("gap between rows") << QPoint(10, 37) << 2;
+        QTest::newRow("outer border") << QPoint(73, 73) << 2;
+    }
+    void gridTaps()
+    {
+        QFETCH(QPoint, at);
+        CDlgColourSlct d(m_main->list, swatch(2));
+        CWidgetColourSlct* grid = d.grid();
+        QCOMPARE(grid->geometry(), QRect(30, 5, 74, 74));
+        QTest::mouseClick(grid, Qt::LeftButton, {}, at);
+        QTEST(grid->SelectedSwatch(), "selected");
+        QCOMPARE(d.Colour(), grid->SwatchColour(grid->SelectedSwatch()));
+        QTest::mouseClick(grid, Qt::RightButton, {}, CWidgetColourSlct::CellRect(9).center());
+        QTEST(grid->SelectedSwatch(), "selected");
+
+        // The red square lies on the black lines around the cell.
+        const QImage image = grid->grab().toImage();
+        const QRect cell = CWidgetColourSlct::CellRect(grid->SelectedSwatch());
+        for (QPoint p : {cell.topLeft() - QPoint(1, 1), cell.bottomRight() + QPoint(1, 1)})
+            QCOMPARE(image.pixelColor(p), QColor(255, 0, 0));
+        QCOMPARE(image.pixelColor(cell.center()), grid->SwatchColour(grid->SelectedSwatch()));
+    }
+
+    void about_data()
+    {
+        QTest::addColumn<int>("areaHeight");
+        QTest::addColumn<QRect>("geometry");
+        QTest::addColumn<bool>("scrolls");
+        QTest::newRow("240 x 250") << 250 << QRect(15, 43, 210, 220) << false;
+        QTest::newRow("240 x 150") << 150 << QRect(7, 21, 226, 164) << true;
+    }
+    void about()
+    {
+        QFETCH(int, areaHeight);
+        QFETCH(bool, scrolls);
+        TestMainWindow main(240, areaHeight);
+        CdlgAbout d(main.list);
+        QCOMPARE(d.windowTitle(), QString("About Vaultix"));
+        QTEST(main.relative(&d), "geometry");
+        auto* logo = d.findChild<QLabel*>("logo");
+        auto* title = d.findChild<QLabel*>("title");
+        QCOMPARE(logo->geometry(), QRect(5, 10, 96, 44));
+        QVERIFY(!logo->pixmap().isNull());
+        QCOMPARE(title->text(), QString("Vaultix V1.0.0"));
+        QCOMPARE(title->geometry(), QRect(106, 21, 99, 16));
+        QCOMPARE(d.findChild<QScrollBar*>()->isVisibleTo(&d), scrolls);
+        const QImage image = d.grab().toImage();
+        QCOMPARE(image.pixelColor(150, 100), QColor(Qt::white));
+        QCOMPARE(image.pixelColor(title->geometry().bottomLeft()), QColor(Qt::white));
+        if (scrolls) {
+            d.findChild<QScrollBar*>()->setValue(30);
+            QCOMPARE(title->y(), 21 - 30);
+        }
+    }
+};
+
+QTEST_MAIN(TstConfigDialogs)
+#include "tst_configdialogs.moc"
