@@ -1,0 +1,309 @@
+#include "ui/dlgrecordedit.h"
+
+#include "config/appglobals.h"
+#include "config/vxconfig.h"
+#include "model/categories.h"
+#include "model/records.h"
+#include "platform/messagebox.h"
+#include "platform/resource.h"
+#include "security/unlockdatabase.h"
+#include "storage/cxfile.h"
+#include "ui/noteedit.h"
+#include "ui/vxlistview.h"
+
+#include <QComboBox>
+#include <QIcon>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace {
+
+constexpr int DesignWidth = 195;
+constexpr int DesignHeight = 273;
+
+bool isLocked()
+{
+    return !_AppCfg || _AppCfg->locked;
+}
+
+// One "?" for each character Latin-1 cannot hold, a pair of UTF-16 halves
+// being one character; the record stores one byte per character.
+QString latin1Safe(const QString& text)
+{
+    QString out;
+    out.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate())
+            ++i;
+        out += c.unicode() > 0xff ? QChar('?') : c;
+    }
+    return out;
+}
+
+} // namespace
+
+CdlgRecordEdit::CdlgRecordEdit(QWidget* parent, CCategories* categories, CRecords* records, int categoryId,
+                               CRecord* record)
+    : CQPEDialog(parent, DesignWidth, DesignHeight)
+    , m_categories(categories)
+    , m_records(records)
+    , m_record(record)
+    , m_editing(!record)
+    , m_isNew(!record)
+{
+    setWindowTitle(record ? tr("View Record") : tr("New Record"));
+
+    m_btnEdit = makeIconButton("edit", QStringLiteral("korel/buttons/edit"), 139);
+    m_btnDelete = makeIconButton("delete", QStringLiteral("korel/buttons/delete"), 165);
+
+    makeLabel(this, tr("Category:"), 5, 36, 50, 16);
+    m_category = new QComboBox(this);
+    m_category->setObjectName(QStringLiteral("category"));
+    m_category->setGeometry(60, 36, 130, 20);
+
+    for (int i = 0; i < FieldCount; ++i) {
+        const int y = 66 + 18 * i;
+        m_labels[i] = makeLabel(this, QString(), 5, y, 58, 16);
+        m_labels[i]->setObjectName(QStringLiteral("label%1").arg(i + 1));
+        m_fields[i] = new QLineEdit(this);
+        m_fields[i]->setObjectName(QStringLiteral("field%1").arg(i + 1));
+        m_fields[i]->setGeometry(65, y, 125, 18);
+        m_fields[i]->setMaxLength(FieldMaxLength);
+    }
+
+    makeLabel(this, tr("Note:"), 5, 174, 50, 16);
+    m_note = new CNoteEdit(NoteMaxLength, this);
+    m_note->setObjectName(QStringLiteral("note"));
+    m_note->setGeometry(5, 194, 185, 72);
+
+    // The last category whose id matches wins; none leaves the first.
+    const int wanted = record ? record->category : categoryId;
+    int index = 0;
+    int at = 0;
+    for (CCategory* c = categories ? categories->first() : nullptr; c; c = CCategories::nextOf(c), ++at) {
+        m_category->addItem(c->name);
+        if (!m_currentCategory)
+            m_currentCategory = c;
+        if (c->id == wanted) {
+            m_currentCategory = c;
+            index = at;
+        }
+    }
+    m_category->setCurrentIndex(index);
+    UpdateFieldLabels(m_currentCategory);
+
+    if (record) {
+        for (int i = 0; i < FieldCount; ++i) {
+            QString value;
+            record->GetDataText(i, value);
+            // A stored text longer than the limit (from elsewhere) is shown
+            // whole, and is not cut by merely opening it.
+            if (value.size() > FieldMaxLength)
+                m_fields[i]->setMaxLength(int(value.size()));
+            m_fields[i]->setText(value);
+        }
+        QString note;
+        record->GetDataText(FieldCount, note);
+        m_note->setPlainText(note);
+    }
+    for (int i = 0; i <= FieldCount; ++i)
+        m_shown[i] = text(i);
+
+    connect(m_btnEdit, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnEdit);
+    connect(m_btnDelete, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnDelete);
+    connect(m_category, &QComboBox::textActivated, this, &CdlgRecordEdit::slotCategoryChanged);
+    UpdateControlState();
+    if (m_isNew)
+        m_fields[0]->setFocus();
+}
+
+CdlgRecordEdit::~CdlgRecordEdit()
+{
+    // Leave no deciphered text in the editors' buffers.
+    for (QLineEdit* field : m_fields)
+        field->clear();
+    m_note->clear();
+}
+
+QPushButton* CdlgRecordEdit::makeIconButton(const char* name, const QString& picture, int x)
+{
+    QIcon icon;
+    const QPixmap normal = Resource::loadPixmap(picture);
+    icon.addPixmap(normal, QIcon::Normal);
+    icon.addPixmap(Resource::loadPixmap(picture + QStringLiteral("_inactv")), QIcon::Disabled);
+    auto* button = new QPushButton(this);
+    button->setObjectName(QString::fromLatin1(name));
+    button->setGeometry(x, 3, 25, 27);
+    button->setIcon(icon);
+    if (!normal.isNull())
+        button->setIconSize(normal.size());
+    // Pen buttons: the keyboard focus stays in the form's fields, and
+    // Return belongs to the dialog.
+    button->setFocusPolicy(Qt::NoFocus);
+    button->setAutoDefault(false);
+    return button;
+}
+
+void CdlgRecordEdit::Run(CvxListView* list, CRecord* record)
+{
+    {
+        CdlgRecordEdit dlg(list, list->categories(), list->records(), list->filter(), record);
+        dlg.exec();
+    }
+    // Whatever the result: a deleted record's row must go at once.
+    emit list->signalShowFilteredByCategory();
+}
+
+QString CdlgRecordEdit::text(int number) const
+{
+    return number < FieldCount ? m_fields[number]->text() : m_note->toPlainText();
+}
+
+void CdlgRecordEdit::UpdateFieldLabels(CCategory* category)
+{
+    if (!category)
+        return;
+    m_currentCategory = category;
+    for (int i = 0; i < FieldCount; ++i)
+        m_labels[i]->setText(category->labels[i]);
+}
+
+void CdlgRecordEdit::slotCategoryChanged(const QString& name)
+{
+    CCategory* match = nullptr;
+    for (CCategory* c = m_categories ? m_categories->first() : nullptr; c && !match; c = CCategories::nextOf(c)) {
+        if (c->name == name)
+            match = c;
+    }
+    UpdateFieldLabels(match);
+}
+
+void CdlgRecordEdit::UpdateControlState()
+{
+    // The category of a stored record is never changed here.
+    m_category->setEnabled(m_editing && m_isNew);
+    m_btnEdit->setEnabled(!m_editing);
+    m_btnDelete->setEnabled(!m_editing);
+    for (QLineEdit* field : m_fields)
+        field->setEnabled(m_editing);
+    m_note->setEnabled(m_editing);
+}
+
+void CdlgRecordEdit::slotBtnEdit()
+{
+    if (m_editing)
+        return;
+    if (isLocked() && m_record && m_record->encrypted) {
+        CMessageBox::information(this, tr("Edit Record"),
+                                 tr("Unable to edit an\nencrypted record.\nPlease unlock the data first."));
+        return;
+    }
+    m_editing = true;
+    UpdateControlState();
+    setWindowTitle(tr("Edit Record"));
+    m_fields[0]->setFocus();
+}
+
+void CdlgRecordEdit::slotBtnDelete()
+{
+    if (!m_record || m_editing)
+        return;
+    QString first;
+    m_record->GetDataText(0, first);
+    if (!CMessageBox::question(this, tr("Delete Record?"),
+                               tr("Are you sure you want to delete\nthe: ") + first + tr("\nrecord ?"),
+                               QMessageBox::Information))
+        return;
+    m_deleteRequested = true;
+    accept();
+}
+
+void CdlgRecordEdit::accept()
+{
+    if (m_done) {
+        QDialog::accept();
+        return;
+    }
+    if (m_deleteRequested)
+        acceptDelete();
+    else if (!m_isNew)
+        acceptExisting();
+    else
+        acceptNew();
+}
+
+void CdlgRecordEdit::finish()
+{
+    m_done = true;
+    QDialog::accept();
+}
+
+void CdlgRecordEdit::acceptDelete()
+{
+    if (isLocked() && m_record->encrypted
+        && !UnlockDatabase(this, parentWidget(),
+                           tr("Unable to delete an\nencrypted record.\nPlease unlock the data first."))) {
+        // Withdrawn: a second OK saves instead.
+        m_deleteRequested = false;
+        return;
+    }
+    if (_AppFile && _AppFile->FindRecord(m_record->key))
+        _AppFile->DeleteRecord();
+    // Out of the collection even when the file had lost it already.
+    m_records->Delete(m_record);
+    m_record = nullptr;
+    finish();
+}
+
+void CdlgRecordEdit::acceptExisting()
+{
+    bool changed = false;
+    for (int i = 0; i <= FieldCount && !changed; ++i)
+        changed = text(i) != m_shown[i];
+    if (changed) {
+        storeTexts(m_record);
+        m_record->WriteRecord(true);
+    }
+    finish();
+}
+
+void CdlgRecordEdit::acceptNew()
+{
+    // Letter case counts here.
+    const QString name = m_category->currentText();
+    CCategory* category = nullptr;
+    for (CCategory* c = m_categories ? m_categories->first() : nullptr; c && !category; c = CCategories::nextOf(c)) {
+        if (c->name == name)
+            category = c;
+    }
+    if (!category) {
+        finish();
+        return;
+    }
+    const bool protect = category->isProtected && _AppCfg && _AppCfg->hasPassword();
+    if (protect && isLocked()
+        && !UnlockDatabase(this, parentWidget(),
+                           tr("Unable to add an\nencrypted record.\nPlease unlock the data first.")))
+        return;
+
+    auto* record = new CRecord;
+    record->category = category->id;
+    record->encrypted = protect;
+    storeTexts(record);
+    record->WriteRecord(false);
+    m_records->Append(record);
+    m_record = record;
+    finish();
+}
+
+void CdlgRecordEdit::storeTexts(CRecord* record) const
+{
+    QString t[FieldCount + 1];
+    for (int i = 0; i <= FieldCount; ++i)
+        t[i] = latin1Safe(text(i));
+    record->SetDataText(t[0], t[1], t[2], t[3], t[4], t[5], t[6]);
+    for (QString& s : t)
+        s.fill(QChar(' '));
+}

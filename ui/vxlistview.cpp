@@ -7,6 +7,7 @@
 #include "model/categories.h"
 #include "model/records.h"
 #include "security/dlgchgpassword.h"
+#include "ui/dlgrecordedit.h"
 #include "ui/dlgabout.h"
 #include "ui/dlgcategoryselect.h"
 #include "ui/vxlistlook.h"
@@ -137,9 +138,9 @@ void CvxListView::mouseReleaseEvent(QMouseEvent* e)
 
 void CvxListView::slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint& point, int column)
 {
-    Q_UNUSED(item);
     Q_UNUSED(point);
-    Q_UNUSED(column);
+    if (item && column != -1 && item->type() == CvxListViewItem::Type)
+        CdlgRecordEdit::Run(this, static_cast<CvxListViewItem*>(item)->GetRecord());
 }
 
 // --- Commands -------------------------------------------------------------------
@@ -183,7 +184,10 @@ void CvxListView::slotMenuAbout()
     CdlgAbout::RunAbout(this);
 }
 
-void CvxListView::slotNewRecord() {}
+void CvxListView::slotNewRecord()
+{
+    CdlgRecordEdit::Run(this, nullptr);
+}
 
 // --- Stripes --------------------------------------------------------------------
 
