@@ -27,10 +27,21 @@ CCategories* setUp()
     EncryptSetPwd(QStringLiteral("fuzz key"));
     auto* c = new CCategory;
     c->id = 0;
-    c->name = QStringLiteral("Protected");
     c->isProtected = true;
     categories.InsertSeq(c, false);
     return &categories;
+}
+
+// Whatever was decoded encodes, decodes and encodes again to the same bytes.
+template<class T, int Size>
+void stable(T& t)
+{
+    char first[Size], second[Size];
+    t.Encode(first);
+    t.Decode(first, Size);
+    t.Encode(second);
+    if (std::memcmp(first, second, Size) != 0)
+        __builtin_trap();
 }
 
 } // namespace
@@ -44,13 +55,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     CRecord record;
     record.Decode(bytes, n);
     QString text;
-    for (bool encrypted : {false, true}) {
-        record.encrypted = encrypted;
-        for (bool locked : {true, false}) {
-            _AppCfg->locked = locked;
-            for (int i = 0; i < CRecord::TextCount; ++i)
-                record.GetDataText(i, text);
-        }
+    for (int mode = 0; mode < 4; ++mode) { // encrypted or not, locked or not
+        record.encrypted = mode & 1;
+        _AppCfg->locked = !(mode & 2);
+        for (int i = 0; i < CRecord::TextCount; ++i)
+            record.GetDataText(i, text);
     }
     record.EncryptRecord(categories);
     record.DecryptRecord(categories);
@@ -62,19 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     CCategory category;
     category.Decode(bytes, n);
-    char catOut[CCategory::StoredSize], catOut2[CCategory::StoredSize];
-    category.Encode(catOut);
-    category.Decode(catOut, CCategory::StoredSize);
-    category.Encode(catOut2);
-    if (std::memcmp(catOut, catOut2, sizeof catOut) != 0)
-        __builtin_trap();
-
+    stable<CCategory, CCategory::StoredSize>(category);
     _AppCfg->Decode(bytes, n);
-    char cfgOut[CvxConfig::StoredSize], cfgOut2[CvxConfig::StoredSize];
-    _AppCfg->Encode(cfgOut);
-    _AppCfg->Decode(cfgOut, CvxConfig::StoredSize);
-    _AppCfg->Encode(cfgOut2);
-    if (std::memcmp(cfgOut, cfgOut2, sizeof cfgOut) != 0)
-        __builtin_trap();
+    stable<CvxConfig, CvxConfig::StoredSize>(*_AppCfg);
     return 0;
 }
