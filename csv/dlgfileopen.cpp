@@ -65,7 +65,9 @@ void CDlgFileOpen::SetDirLabel(QString path)
     const int split = int(path.indexOf(u'/', 1));
     QString head = split < 0 ? path : path.left(split);
     QString tail = split < 0 ? QString() : path.mid(split);
-    if (!fits(head + tail)) {
+    // Only when a component can be left out: "/...." alone would just make
+    // the text longer.
+    if (!fits(head + tail) && tail.indexOf(u'/', 1) > 0) {
         head += QLatin1String("/....");
         for (;;) {
             const int next = int(tail.indexOf(u'/', 1));

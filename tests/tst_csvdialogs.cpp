@@ -1,4 +1,266 @@
-#include <QtTest>
-class TestCsvDialogs : public QObject { Q_OBJECT };
+// The file chooser and the Import and Export commands, driven through real
+// dialogs and message boxes.
+#include "dialogtest.h"
+
+#include "config/appglobals.h"
+#include "config/vxconfig.h"
+#include "csv/csvcommands.h"
+#include "csv/dlgfileopen.h"
+#include "model/categories.h"
+#include "model/records.h"
+#include "model/session.h"
+#include "security/password.h"
+#include "ui/vxlistview.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <memory>
+
+namespace {
+
+QListWidget* fileList(QDialog* d)
+{
+    return d->findChild<QListWidget*>(QStringLiteral("fileList"));
+}
+
+QStringList entries(QDialog* d)
+{
+    QStringList out;
+    QListWidget* list = fileList(d);
+    for (int i = 0; i < list->count(); ++i)
+        out << list->item(i)->text();
+    return out;
+}
+
+// Taps the entry of that text, as the pen would.
+void tapEntry(QDialog* d, const QString& text)
+{
+    QListWidget* list = fileList(d);
+    const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
+    QVERIFY2(!found.isEmpty(), qPrintable(text));
+    list->scrollToItem(found.first());
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(found.first()).center());
+}
+
+QString dirLabel(QDialog* d)
+{
+    return d->findChild<QLabel*>(QStringLiteral("dirLabel"))->text();
+}
+
+bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+} // namespace
+
+class TestCsvDialogs : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QString m_work;
+    std::unique_ptr<CSession> m_session;
+    int m_files = 0;
+
+private slots:
+    void initTestCase()
+    {
+        qputenv("QPEDIR", VX_TEST_SOURCE_DIR);
+        m_work = QDir(m_dir.path()).canonicalPath() + QStringLiteral("/work");
+        QVERIFY(QDir().mkpath(m_work + "/sub"));
+        QVERIFY(writeFile(m_work + "/in.csv", "Shop,login,pw\nbank,acc,1\n"));
+        QVERIFY(writeFile(m_work + "/old.csv", "keep me\n"));
+    }
+    void init()
+    {
+        QVERIFY(QDir::setCurrent(m_work));
+        m_session = std::make_unique<CSession>(m_dir.filePath(QString("d%1.dat").arg(m_files++)));
+        QVERIFY(m_session->open());
+    }
+    void cleanup() { m_session.reset(); }
+
+    void listing()
+    {
+        TestMainWindow main;
+        CDlgFileOpen dlg(main.list, true);
+        QCOMPARE(dlg.windowTitle(), QString("Import from File"));
+        // Directories first and marked; the way up kept.
+        QCOMPARE(entries(&dlg), (QStringList{"./", "../", "sub/", "in.csv", "old.csv"}));
+        QCOMPARE(dirLabel(&dlg), m_work.size() < 20 ? m_work : dirLabel(&dlg));
+        // Accepted at once: the directory and the label's single space.
+        QCOMPARE(dlg.GetFileName(), m_work + "/ ");
+        tapEntry(&dlg, "in.csv");
+        QCOMPARE(dlg.GetFileName(), m_work + "/in.csv");
+        tapEntry(&dlg, "sub/");
+        QCOMPARE(dlg.currentDir().canonicalPath(), m_work + "/sub");
+        QCOMPARE(dlg.GetFileName(), QString());
+        tapEntry(&dlg, "../");
+        QCOMPARE(dlg.currentDir().canonicalPath(), m_work);
+    }
+
+    void exportName()
+    {
+        TestMainWindow main;
+        CDlgFileOpen dlg(main.list, false);
+        QCOMPARE(dlg.windowTitle(), QString("Export to File"));
+        QCOMPARE(dlg.GetFileName(), QString());
+        auto* edit = dlg.findChild<QLineEdit*>(QStringLiteral("fileEdit"));
+        dlg.show();
+        QTest::keyClicks(edit, "new.csv");
+        QCOMPARE(dlg.GetFileName(), m_work + "/new.csv");
+        tapEntry(&dlg, "old.csv");
+        QCOMPARE(edit->text(), QString("old.csv"));
+    }
+
+    void labelShortened_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("short") << "/home/user" << "/home/user";
+        QTest::newRow("root") << "/" << "/";
+        QTest::newRow("deep") << "/home/someone/projects/very-long-folder-name/another-long-one/csv"
+                              << "/home/..../another-long-one/csv";
+        // Nothing to leave out: shown whole, the label clips it.
+        QTest::newRow("one long name") << "/" + QString(60, 'x') << "/" + QString(60, 'x');
+        QTest::newRow("two, the last long") << "/a/" + QString(60, 'x') << "/a/" + QString(60, 'x');
+    }
+    void labelShortened()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, shown);
+        TestMainWindow main;
+        CDlgFileOpen dlg(main.list, true);
+        dlg.SetDirLabel(path);
+        const QString text = dirLabel(&dlg);
+        QCOMPARE(text, shown);
+        auto* label = dlg.findChild<QLabel*>(QStringLiteral("dirLabel"));
+        if (text.contains("...."))
+            QVERIFY(label->fontMetrics().horizontalAdvance(text) <= 189);
+    }
+
+    // After an import the combo is refilled and the rows rebuilt, and the
+    // list keeps the category it showed.
+    void importCommand()
+    {
+        CvxListView list;
+        const int bank = list.categories()->find("Bank")->id;
+        list.slotShowFilteredByCategory(bank);
+        const int records = list.records()->count;
+        const int rows = list.topLevelItemCount();
+        QSignalSpy combo(&list, &CvxListView::signalUpdateCategoryCombo);
+        QSignalSpy rebuild(&list, qOverload<>(&CvxListView::signalShowFilteredByCategory));
+        connect(&list, qOverload<>(&CvxListView::signalShowFilteredByCategory), &list,
+                qOverload<>(&CvxListView::slotShowFilteredByCategory));
+
+        DialogDriver driver;
+        driver.actions.push_back([](QDialog* d) {
+            tapEntry(d, "in.csv");
+            d->accept(); // the title bar's OK
+        });
+        list.slotMenuImport();
+        QCOMPARE(driver.boxes, QStringList{"Import|2 records imported\nsuccessfully."});
+        QCOMPARE(list.records()->count, records + 2);
+        QVERIFY(list.categories()->find("Shop"));
+        QCOMPARE(combo.count(), 1);
+        QCOMPARE(rebuild.count(), 1);
+        QCOMPARE(list.filter(), bank);
+        QCOMPARE(list.topLevelItemCount(), rows + 1);
+
+        // Cancelled: nothing, not even a message.
+        driver.boxes.clear();
+        list.slotMenuImport();
+        QVERIFY(driver.boxes.isEmpty());
+        QCOMPARE(combo.count(), 1);
+    }
+
+    void importRefusals_data()
+    {
+        QTest::addColumn<QString>("tap");
+        QTest::addColumn<QString>("box");
+        QTest::newRow("nothing tapped") << QString() << "Import|Can not find the file\nyou have specified.";
+        QTest::newRow("after a directory") << "sub/" << "Import|You have not specified\na file.";
+    }
+    void importRefusals()
+    {
+        QFETCH(QString, tap);
+        QFETCH(QString, box);
+        TestMainWindow main;
+        DialogDriver driver;
+        driver.actions.push_back([tap](QDialog* d) {
+            if (!tap.isEmpty())
+                tapEntry(d, tap);
+            d->accept(); // the title bar's OK
+        });
+        m_session->loadCollections();
+        QVERIFY(!importFromCSV(main.list, m_session->categories(), m_session->records()));
+        QCOMPARE(driver.boxes, QStringList{box});
+    }
+
+    void lockedData()
+    {
+        TestMainWindow main;
+        m_session->loadCollections();
+        EncryptAddNewPwd("pw");
+        _AppCfg->locked = true;
+        DialogDriver driver;
+        driver.answers = {QMessageBox::Ok, QMessageBox::No};
+        QVERIFY(!importFromCSV(main.list, m_session->categories(), m_session->records()));
+        exportToCSV(main.list, m_session->categories(), m_session->records());
+        QCOMPARE(driver.shown, 0);
+        QCOMPARE(driver.boxes,
+                 (QStringList{"Import|Unable to import while the data\nis locked.\nPlease unlock the data first.",
+                              "Export|The data is locked. Encrypted\nrecords will not be exported\ncorrectly.\n"
+                              "Do you still want to export?"}));
+    }
+
+    // An existing file: No leaves it as it was, Yes replaces it.
+    void exportOverExisting()
+    {
+        TestMainWindow main;
+        m_session->loadCollections();
+        DialogDriver driver;
+        auto choose = [](QDialog* d) {
+            tapEntry(d, "old.csv");
+            d->accept(); // the title bar's OK
+        };
+        driver.actions = {choose, choose};
+        driver.answers = {QMessageBox::No, QMessageBox::Yes, QMessageBox::Ok};
+        exportToCSV(main.list, m_session->categories(), m_session->records());
+        QCOMPARE(readFile(m_work + "/old.csv"), QByteArray("keep me\n"));
+        exportToCSV(main.list, m_session->categories(), m_session->records());
+        const QString question = "Export|The file you have specified\nexists.\nWould you like to overwrite it ?";
+        QCOMPARE(driver.boxes, (QStringList{question, question,
+                                            QString("Export|%1 records exported\nsuccessfully.")
+                                                .arg(m_session->records()->count)}));
+        QCOMPARE(readFile(m_work + "/old.csv").count('\n'), m_session->records()->count);
+        QVERIFY(writeFile(m_work + "/old.csv", "keep me\n"));
+    }
+
+    // The open data file is never written over.
+    void exportOverDataFile()
+    {
+        TestMainWindow main;
+        m_session->loadCollections();
+        const QByteArray before = readFile(m_session->dataFile());
+        DialogDriver driver;
+        QString name = m_session->dataFile();
+        QVERIFY(!CheckFileName(name, false, main.list));
+        QCOMPARE(driver.boxes, QStringList{"Export|The file you have specified\nholds the Vaultix data."});
+        QCOMPARE(readFile(m_session->dataFile()), before);
+    }
+};
+
 QTEST_MAIN(TestCsvDialogs)
 #include "tst_csvdialogs.moc"

@@ -333,6 +333,61 @@ private slots:
         QVERIFY(tool({"list"}).out.startsWith(bank));
         QVERIFY(readAll(file).contains("12345678"));
     }
+
+    // import / export: the refusals change nothing; what is exported
+    // imports again.
+    void csvImportExport()
+    {
+        const QString file = makeFileWithRecords("csv.dat");
+        auto tool = [&](QStringList args, const QByteArray& input = QByteArray()) {
+            return run(QStringList{"--file", file} + args, input);
+        };
+        const QString csv = path("in.csv");
+        QVERIFY(writeAll(csv, "Shop,login,pw\nbank,acc,1234\n"));
+        QCOMPARE(tool({"passwd"}, "\nsecret\nsecret\n").code, 0);
+        const QByteArray before = readAll(file);
+
+        struct Refusal { QStringList args; QByteArray input; };
+        const Refusal refusals[] = {
+            {{"import", path("absent.csv")}, {}},
+            {{"import", path("")}, {}},                         // a folder
+            {{"import", csv}, {}},                              // password set, not given
+            {{"import", csv, "--password-stdin"}, "wrong\n"},
+            {{"export", csv}, {}},                              // exists, no --force
+            {{"export", file, "--force"}, {}},                  // the data file itself
+        };
+        for (const Refusal& r : refusals) {
+            const Result got = tool(r.args, r.input);
+            QVERIFY2(got.code == 1, qPrintable(r.args.join(' ') + ": " + got.err));
+            QVERIFY(!got.err.isEmpty());
+        }
+        QCOMPARE(readAll(file), before);
+        QCOMPARE(readAll(csv), QByteArray("Shop,login,pw\nbank,acc,1234\n"));
+
+        Result r = tool({"import", csv, "--password-stdin"}, "secret\n");
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, QString("2 records imported\n"));
+        QCOMPARE(tool({"check"}).code, 0);
+
+        // Without the password protected texts are masked, with a warning.
+        r = tool({"export", "-"});
+        QCOMPARE(r.code, 0);
+        QVERIFY(r.out.contains("\"Bank\",\"acc\",\"******\""));
+        QVERIFY(r.err.contains("******") && r.err.endsWith("5 records exported\n"));
+        const QString out = path("out.csv");
+        r = tool({"export", out, "--password-stdin"}, "secret\n");
+        QCOMPARE(r.out, QString("5 records exported\n"));
+        const QByteArray written = readAll(out);
+        QVERIFY(written.contains("\"Bank\",\"acc\",\"1234\""));
+        QVERIFY(written.contains("\"Bank\",\"My bank\",\"12345678\",\"4321\",\"\",\"\",\"\",\"line one line two\""));
+        QCOMPARE(tool({"export", out, "--force"}).code, 0);
+        QVERIFY(readAll(out).contains("\"******\""));
+
+        // The import takes the lock of the file.
+        CSession holder(file);
+        QVERIFY(holder.lock());
+        QCOMPARE(tool({"import", csv, "--password-stdin"}, "secret\n").code, 1);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestTool)
