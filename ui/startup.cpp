@@ -45,39 +45,31 @@ bool CStartup::openDataFile(CSession& session, QWidget* parent)
     if (!session.lock(&error))
         return refuse(error);
 
+    // Opening looks at the file first and refuses what it must not write
+    // to; only then is there anything to ask.
     QString problem;
-    bool acceptDamaged = false;
-    switch (session.probe(&problem)) {
-    case CSession::Missing:
-    case CSession::Empty:
-    case CSession::Sound:
-        break;
-    case CSession::Damaged: {
-        QStringList lines = problem.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        if (lines.size() > MaxProblemLines) {
-            const int more = int(lines.size()) - MaxProblemLines;
-            lines = lines.mid(0, MaxProblemLines);
-            lines << tr("(and %n more)", nullptr, more);
-        }
-        const QMessageBox::StandardButton choice = CMessageBox::ask(
-            parent, QMessageBox::Warning, caption(),
-            tr("The data file\n%1\nis damaged:\n%2\n\nSave a copy of it beside it, named\n"
-               "with \".damaged-\" and the date and\ntime added, and go on?\nNo quits and writes nothing.")
-                .arg(shown, lines.join(QLatin1Char('\n'))),
-            QMessageBox::Yes | QMessageBox::No, QMessageBox::No, QMessageBox::No);
-        if (choice != QMessageBox::Yes)
-            return false;
-        const QString copy = session.saveDamagedCopy();
-        if (copy.isEmpty())
-            return refuse(tr("A copy of %1 could not be saved.").arg(path));
-        acceptDamaged = true;
-        break;
-    }
-    default:
+    if (session.open(false, &problem))
+        return true;
+    if (session.lastProbe() != CSession::Damaged)
         return refuse(problem);
-    }
 
-    if (!session.open(acceptDamaged, &error))
+    QStringList lines = problem.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    if (lines.size() > MaxProblemLines) {
+        const int more = int(lines.size()) - MaxProblemLines;
+        lines = lines.mid(0, MaxProblemLines);
+        lines << tr("(and %n more)", nullptr, more);
+    }
+    const QMessageBox::StandardButton choice = CMessageBox::ask(
+        parent, QMessageBox::Warning, caption(),
+        tr("The data file\n%1\nis damaged:\n%2\n\nSave a copy of it beside it, named\n"
+           "with \".damaged-\" and the date and\ntime added, and go on?\nNo quits and writes nothing.")
+            .arg(shown, lines.join(QLatin1Char('\n'))),
+        QMessageBox::Yes | QMessageBox::No, QMessageBox::No, QMessageBox::No);
+    if (choice != QMessageBox::Yes)
+        return false;
+    if (session.saveDamagedCopy().isEmpty())
+        return refuse(tr("A copy of %1 could not be saved.").arg(path));
+    if (!session.open(true, &error))
         return refuse(error);
     return true;
 }

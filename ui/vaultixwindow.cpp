@@ -41,6 +41,9 @@ CVaultixWindow::CVaultixWindow(QWidget* parent, const char* name, unsigned int f
     if (name)
         setObjectName(QLatin1String(name));
 
+    // A held pen is a right click; it must not offer to hide the tool bars.
+    setContextMenuPolicy(Qt::NoContextMenu);
+
     _TitleAndVersion = QLatin1String(_Title) + QStringLiteral(" V") + QLatin1String(_Version);
     setWindowTitle(_TitleAndVersion);
 
