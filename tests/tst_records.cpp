@@ -62,17 +62,6 @@ private slots:
         }
     }
 
-    void maskedWhileLocked()
-    {
-        EncryptAddNewPwd(QStringLiteral("pw"));
-        const QStringList plain = {"desc", "acct", "", "1234", "", "", "note"};
-        const auto r = newRecord(0, plain, true);
-        QVERIFY(!r->Encode().contains("acct"));
-        QCOMPARE(texts(r.get()), QStringList({"desc", "******", "", "******", "", "", "******"}));
-        _AppCfg->locked = false;
-        QCOMPARE(texts(r.get()), plain);
-    }
-
     void damaged()
     {
         // Lying lengths in the head.
