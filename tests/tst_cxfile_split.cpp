@@ -3,11 +3,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-namespace {
-
 using Keys = QList<qint32>;
-
-} // namespace
 
 class TestCxFileSplit : public QObject
 {

@@ -74,7 +74,6 @@ private slots:
             if (bar.isNull())
                 continue;
             QCOMPARE(sb->geometry(), bar);
-            QCOMPARE(sb->minimum(), 0);
             QTEST(sb->maximum(), "barMax");
             QTEST(sb->pageStep(), "pageStep");
             QCOMPARE(sb->singleStep(), d.fontMetrics().height());

@@ -15,8 +15,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <memory>
-
 #include <set>
 
 class TstRecordKeys : public QObject
