@@ -35,6 +35,11 @@ CDlgFileOpen::CDlgFileOpen(QWidget* parent, bool import)
 
     m_dir = QDir(QDir::currentPath());
     FillFileList();
+    // Typing goes to the name at once; in import mode there is only the list.
+    if (m_fileEdit)
+        m_fileEdit->setFocus();
+    else
+        m_list->setFocus();
 }
 
 CDlgFileOpen::~CDlgFileOpen() = default;

@@ -204,3 +204,52 @@ keys Return
 stop_all
 
 echo "done"
+
+# Import and export: the file chooser in both modes, started in a deep
+# folder whose label is shortened, and the result messages.
+DEEP="$WORK/csv/a-rather-long-folder-name/another-long-folder/one-more/exports"
+mkdir -p "$DEEP/old-backups"
+printf 'Shop,login,pw\nbank,Main account,12345678\n' >"$DEEP/passwords.csv"
+data "$WORK/csvdata" 6
+pushd "$DEEP" >/dev/null         # the chooser starts in the current folder
+start "$WORK/csvdata"
+popd >/dev/null
+await "No Password"
+keys Return
+gone "No Password"
+tap $UTILITY
+sleep 0.4
+keys Down Down Down Down Return  # Import
+await "Import from File"
+shot 60-import-chooser
+tap 60 179                       # passwords.csv, the fourth entry
+sleep 0.3
+shot 61-import-file-chosen
+keys Return
+await "Import"
+shot 62-import-result
+keys Return
+gone "Import"
+tap $UTILITY
+sleep 0.4
+keys Down Down Down Down Down Return  # Export
+await "Export to File"
+typed backup.csv
+sleep 0.2
+shot 63-export-chooser
+keys Return
+await "Export"
+shot 64-export-result
+keys Return
+gone "Export"
+tap $UTILITY
+sleep 0.4
+keys Down Down Down Down Down Return
+await "Export to File"
+typed backup.csv
+keys Return
+await "Export"
+shot 65-export-overwrite-question
+keys Escape                      # No: the file stays as it was
+gone "Export"
+stop_all
