@@ -66,14 +66,14 @@ private slots:
     {
         // Lying lengths in the head.
         const QByteArray lens = le(3) + le(0) + le(0) + le(0) + le(0) + le(0);
-        const struct { QByteArray bytes; const char *first, *text1; } rows[] = {
-            {QByteArray("\x01\x00\x00", 3), "", ""},
-            {le(0) + lens + le(1000) + le(8) + "abc", "abc", ""},                  // first length too long
-            {le(0) + lens + le(2) + le(64) + "abxyz", "ab", "xyz"},                // data length too long
-            {le(0) + le(-5) + le(-1) + le(0) + le(0) + le(0) + le(-9) + le(-2) + le(-8) + "zz", "", ""},
-            {le(0) + lens + le(1) + le(5) + "axyz12", "a", "xyz"},                 // not whole blocks
+        const struct { QByteArray bytes; const char *first, *text1, *text2; } rows[] = {
+            {QByteArray("\x01\x00\x00", 3), "", "", ""},
+            {le(0) + lens + le(1000) + le(8) + "abc", "abc", "", ""},               // first length too long
+            {le(0) + lens + le(2) + le(64) + "abxyz", "ab", "xyz", ""},             // data length too long
+            {le(0) + le(-5) + le(-1) + le(0) + le(0) + le(0) + le(-9) + le(-2) + le(-8) + "zz", "", "", ""},
+            {le(0) + lens + le(1) + le(5) + "axyz12", "a", "xyz", ""},              // not whole blocks
             {le(0) + le(6) + le(50) + le(0) + le(0) + le(0) + le(0x7fffffff) + le(0) + le(8) + "12345678", "",
-             "123456"}};                                                            // fields past the data
+             "123456", "78"}};                                                         // fields past the data
         CCategories cats;
         cats.LoadAll();
         EncryptAddNewPwd(QStringLiteral("k"));
@@ -83,7 +83,7 @@ private slots:
             std::memcpy(input.get(), row.bytes.constData(), size_t(row.bytes.size()));
             CRecord r;
             r.Decode(input.get(), int(row.bytes.size()));
-            QCOMPARE(texts(&r).mid(0, 2), QStringList({row.first, row.text1}));
+            QCOMPARE(texts(&r).mid(0, 3), QStringList({row.first, row.text1, row.text2}));
             QVERIFY(r.Encode().size() <= qMax<qsizetype>(36, row.bytes.size()));
 
             r.category = 0; // "Bank", protected: enciphered, then read locked and unlocked
