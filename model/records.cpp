@@ -8,6 +8,7 @@
 #include "security/fieldcrypt.h"
 #include "security/password.h"
 #include "storage/cxfile.h"
+#include "storage/cxtransaction.h"
 
 #include <QByteArray>
 
@@ -42,8 +43,11 @@ void CRecords::LoadAll(CCategories* categories)
         std::memset(buffer.data(), 0, size_t(buffer.size()));
 }
 
+// Each flow below rewrites many records: one transaction each, so that a
+// crash never leaves some protected records enciphered and others not.
 void CRecords::EncryptAllRecords(QString password, CCategories* categories)
 {
+    CxTransaction change(_AppFile);
     EncryptAddNewPwd(password);
     for (CRecord* r = first(); r; r = nextOf(r)) {
         if (r->EncryptRecord(categories)) {
@@ -55,6 +59,7 @@ void CRecords::EncryptAllRecords(QString password, CCategories* categories)
 
 void CRecords::DecryptAllRecords(CCategories* categories)
 {
+    CxTransaction change(_AppFile);
     for (CRecord* r = first(); r; r = nextOf(r)) {
         if (r->DecryptRecord(categories)) {
             r->encrypted = false;
@@ -67,6 +72,7 @@ void CRecords::ReplacePwdAllRecords(QString password, CCategories* categories)
 {
     // The global cipher holds one key at a time: everything is deciphered
     // under the old key before the new one replaces it.
+    CxTransaction change(_AppFile);
     DecryptAllRecords(categories);
     EncryptAddNewPwd(password);
     for (CRecord* r = first(); r; r = nextOf(r)) {
@@ -93,6 +99,7 @@ void CRecords::RecipherCategory(CCategory* category, void (*cipher)(char*, int),
 {
     if (!category)
         return;
+    CxTransaction change(_AppFile);
     for (CRecord* r = first(); r; r = nextOf(r)) {
         if (r->category != category->id)
             continue;

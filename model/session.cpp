@@ -6,12 +6,14 @@
 #include "model/records.h"
 #include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
+#include "storage/cxjournal.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -26,6 +28,22 @@ CSession::CSession(const QString& dataFile)
 CSession::~CSession()
 {
     close();
+}
+
+QString CSession::journalText(int state, bool done) const
+{
+    const QString journal = m_path + QStringLiteral("-journal");
+    switch (state) {
+    case CxJournal::Hot:
+        return done ? QString("A change to %1 was interrupted; it has been undone.").arg(m_path)
+                    : QString("A change to %1 was interrupted and is to be undone.").arg(m_path);
+    case CxJournal::Torn:
+        return QString("%1 is incomplete and was not used.").arg(journal);
+    case CxJournal::Foreign:
+        return QString("%1 belongs to another file and was not used.").arg(journal);
+    default:
+        return QString();
+    }
 }
 
 CSession::Probe CSession::probe(QString* problem) const
@@ -56,8 +74,21 @@ CSession::Probe CSession::probe(QString* problem) const
         say(QString("%1 cannot be read: %2.").arg(m_path, file.errorString()));
         return Unreadable;
     }
+    m_journalReport.clear();
     if (bytes.isEmpty())
         return Empty;
+
+    // The file is judged as it will read once an interrupted change has
+    // been rolled back.
+    CxJournal journal;
+    const QByteArray name = QFile::encodeName(m_path);
+    const CxJournal::State state = CxFile::InspectJournal(name.constData(), _AppSignature, &journal);
+    m_journalReport = journalText(state, false);
+    std::vector<unsigned char> image(bytes.begin(), bytes.end());
+    if (state == CxJournal::Hot)
+        journal.applyTo(image);
+    const QByteArray current(reinterpret_cast<const char*>(image.data()), qsizetype(image.size()));
+    std::fill(image.begin(), image.end(), 0);
 
     CxFile engine(_AppSignature);
     const int code = engine.OpenReadOnly(QFile::encodeName(m_path).constData());
@@ -70,7 +101,7 @@ CSession::Probe CSession::probe(QString* problem) const
         say(QString("%1 cannot be opened for reading.").arg(m_path));
         return Unreadable;
     }
-    CxFileCheck check(bytes, _AppSignature);
+    CxFileCheck check(current, _AppSignature);
     if (!check.run()) {
         say(check.problems().join(u'\n'));
         return Damaged;
@@ -130,8 +161,26 @@ bool CSession::open(bool acceptDamaged, QString* error)
     _AppFile = new CxFile(_AppSignature);
     const QByteArray name = QFile::encodeName(m_path);
     const bool exists = found == Sound || found == Damaged;
-    if (m_readOnly && exists)
-        _AppFile->OpenReadOnly(name.constData());
+    // An existing file is opened here, never by the settings, which would
+    // create a new file over one that failed to open.
+    if (exists) {
+        const int code = m_readOnly ? _AppFile->OpenReadOnly(name.constData()) : _AppFile->Open(name.constData());
+        const CxJournal::State state = _AppFile->journalState();
+        if (code != 0) {
+            const bool hot = CxFile::InspectJournal(name.constData(), _AppSignature) == CxJournal::Hot;
+            if (error)
+                *error = hot ? QString("A change to %1 was interrupted, and it cannot be undone because the file "
+                                       "cannot be written.")
+                                   .arg(m_path)
+                             : QString("%1 cannot be opened for reading and writing.").arg(m_path);
+            close();
+            return false;
+        }
+        m_journalReport = journalText(state, !m_readOnly);
+        if (state == CxJournal::Hot && m_readOnly)
+            m_journalReport = QString("A change to %1 was interrupted; it is shown as before that change.")
+                                  .arg(m_path);
+    }
     _AppCfg = new CvxConfig(m_path);
     if (!_AppFile->isOpen()) {
         if (error)

@@ -56,6 +56,13 @@ public:
     // The probe that the last open() acted on.
     Probe lastProbe() const { return m_lastProbe; }
 
+    // What probe() or open() found of the journal an interrupted change
+    // leaves beside the data file, as a sentence for the user; empty when
+    // there was none. A whole one is played back by open() (read-only, the
+    // file reads as if it had been); a torn one, or one written for another
+    // file, is never used.
+    const QString& journalReport() const { return m_journalReport; }
+
     // Whether close() saves the settings, as the application does at its
     // end; read-only users turn it off so that they never write.
     void setSaveOnClose(bool save) { m_saveOnClose = save; }
@@ -75,11 +82,14 @@ public:
     void close();
 
 private:
+    QString journalText(int state, bool done) const;
+
     QString m_path;
     int m_lockFd = -1;
     bool m_saveOnClose = true;
     bool m_readOnly = false;
     Probe m_lastProbe = Missing;
+    mutable QString m_journalReport;
     std::unique_ptr<CCategories> m_categories;
     std::unique_ptr<CRecords> m_records;
 };

@@ -4,6 +4,7 @@
 #include "config/vxconfig.h"
 #include "model/records.h"
 #include "security/password.h"
+#include "storage/cxtransaction.h"
 
 #include <cstring>
 
@@ -40,6 +41,8 @@ void CPasswordChange::Decide(const QString& oldPwd, const QString& newPwd, const
 void ApplyPasswordChange(int status, const QString& newPassword, CRecords* records,
                          CCategories* categories)
 {
+    // The records and the settings' verifier change together or not at all.
+    CxTransaction change(_AppFile);
     switch (status) {
     case CPasswordChange::Set:
         if (records)

@@ -1,6 +1,7 @@
 #include "storage/cxfile.h"
 
 #include "storage/cxlayout.h"
+#include "storage/cxtransaction.h"
 #include "storage/le32.h"
 
 #include <algorithm>
@@ -56,8 +57,9 @@ void decodeHeader(const unsigned char* raw, CxFileHeader& header)
 
 } // namespace
 
-CxFile::CxFile(const char* signature, CxIo* io)
+CxFile::CxFile(const char* signature, CxIo* io, CxIo* journalIo)
     : m_io(io ? io : &m_posixIo)
+    , m_journalIo(journalIo ? journalIo : &m_posixJournalIo)
     , m_dataBlock(nullptr)
     , m_indexBlock(nullptr)
     , m_currentEntry(-1)
@@ -92,10 +94,33 @@ int CxFile::openAs(const char* path, CxIo::Mode mode)
     if (const int error = m_io->open(path, mode))
         return error == ENOENT ? -1 : -2;
     m_readOnly = mode == CxIo::Mode::ReadOnly;
+    m_stuck = false;
+    m_path = path;
 
-    const int64_t size = m_io->size();
+    int64_t size = m_io->size();
+    const std::string journal = CxJournal::pathFor(m_path);
+    m_journalState = m_journal.load(*m_journalIo, journal, journalId(), size);
+    if (m_journalState == CxJournal::Hot) {
+        if (m_readOnly) {
+            // Read through the original bytes instead of writing them back.
+            for (const CxJournal::Entry& e : m_journal.entries())
+                m_overlay[e.offset] = e.bytes;
+        } else {
+            if (!m_journal.playBack(*m_io)) {
+                m_journal.clear();
+                Close();
+                return -2;
+            }
+            // Should the removal fail, the next open plays the same bytes
+            // back again, which changes nothing.
+            m_journalIo->remove(journal.c_str());
+        }
+        size = m_journal.originalLength();
+    }
+    m_journal.clear();
+
     unsigned char raw[HeaderSize];
-    if (size < HeaderSize || !m_io->read(0, raw, HeaderSize)
+    if (size < HeaderSize || !readRaw(0, raw, HeaderSize)
         || std::strncmp(reinterpret_cast<const char*>(raw), m_signature, sizeof m_signature) != 0) {
         Close();
         return -3;
@@ -125,6 +150,10 @@ int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, 
     if (m_io->open(path, CxIo::Mode::Create) != 0)
         return -2;
     m_readOnly = false;
+    m_stuck = false;
+    m_path = path;
+    m_journalState = CxJournal::Absent;
+    m_journalIo->remove(CxJournal::pathFor(m_path).c_str());
 
     unsigned size = std::min(std::max(blockSize, unsigned(MinBlockSize)), unsigned(MaxBlockSize));
     unsigned rounded = MinBlockSize;
@@ -156,6 +185,11 @@ int CxFile::GetFileVersion(int& major, int& minor)
 
 void CxFile::Close()
 {
+    if (m_depth > 0) {
+        m_depth = 1;
+        CommitTransaction();
+    }
+    dropOverlay();
     if (!isOpen())
         return;
     m_io->close();
@@ -212,7 +246,7 @@ bool CxFile::fetch(int64_t offset, void* buffer, int64_t length)
             return true;
         }
     }
-    return m_io->read(offset, buffer, length);
+    return readRaw(offset, buffer, length);
 }
 
 // Writes through, and keeps every cached block that the range touches
@@ -220,9 +254,12 @@ bool CxFile::fetch(int64_t offset, void* buffer, int64_t length)
 // bytes are unknown).
 bool CxFile::put(int64_t offset, const void* buffer, int64_t length)
 {
-    if (m_readOnly)
+    if (m_readOnly || m_stuck)
         return false;
-    const bool written = m_io->write(offset, buffer, length);
+    const bool written = m_depth > 0 ? stage(offset, static_cast<const unsigned char*>(buffer), length)
+                                     : m_io->write(offset, buffer, length);
+    if (!written && m_depth > 0)
+        m_failed = true;
     auto it = m_cache.lower_bound(int32_t(std::max<int64_t>(offset - blockSize() + 1, INT32_MIN)));
     while (it != m_cache.end() && it->first < offset + length) {
         if (!written) {
@@ -256,7 +293,7 @@ bool CxFile::loadIndexBlock(int32_t offset, unsigned char* block)
     if (it != m_cache.end()) {
         std::memcpy(block, it->second.data(), size_t(blockSize()));
     } else {
-        if (!m_io->read(offset, block, blockSize()))
+        if (!readRaw(offset, block, blockSize()))
             return false;
         if (m_cacheOn && int64_t(m_cache.size()) < maxBlocks())
             m_cache.emplace(offset, std::vector<unsigned char>(block, block + blockSize()));
@@ -377,6 +414,13 @@ bool CxFile::FindLastRecord()
 }
 
 bool CxFile::AddRecord(int32_t key, const char* data, int32_t size)
+{
+    CxTransaction change(this);
+    const bool added = addRecord(key, data, size);
+    return change.commit() && added;
+}
+
+bool CxFile::addRecord(int32_t key, const char* data, int32_t size)
 {
     m_currentEntry = -1;
     if (!writable())
@@ -656,6 +700,13 @@ void CxFile::freeDataChain(int32_t first)
 
 bool CxFile::UpdateRecord(const char* data, int32_t size)
 {
+    CxTransaction change(this);
+    const bool updated = updateRecord(data, size);
+    return change.commit() && updated;
+}
+
+bool CxFile::updateRecord(const char* data, int32_t size)
+{
     if (!writable() || !hasCurrentEntry())
         return false;
     if (!data || size < 0)
@@ -673,6 +724,13 @@ bool CxFile::UpdateRecord(const char* data, int32_t size)
 }
 
 bool CxFile::DeleteRecord()
+{
+    CxTransaction change(this);
+    const bool deleted = deleteRecord();
+    return change.commit() && deleted;
+}
+
+bool CxFile::deleteRecord()
 {
     if (!writable() || !hasCurrentEntry())
         return false;
@@ -716,10 +774,11 @@ bool CxFile::DeleteRecord()
     return true;
 }
 
+// Inside a transaction nothing has reached the file yet: its commit syncs.
 void CxFile::FlushToDisk()
 {
-    if (writable())
-        m_io->sync();
+    if (writable() && m_depth == 0)
+        m_synced = m_io->sync();
 }
 
 void CxFile::WriteHeader()
@@ -772,4 +831,196 @@ void CxFile::FreeBlock(int32_t offset)
     }
     m_header.freeListHead = offset;
     WriteHeader();
+}
+
+CxJournalId CxFile::journalId()
+{
+    CxJournalId id;
+    id.fileId = m_io->fileId();
+    id.name = CxJournal::nameOf(m_path);
+    id.signature = m_signature;
+    return id;
+}
+
+CxJournal::State CxFile::InspectJournal(const char* path, const char* signature, CxJournal* journal)
+{
+    CxPosixIo data;
+    CxPosixIo journalIo;
+    if (!path || data.open(path, CxIo::Mode::ReadOnly) != 0)
+        return CxJournal::Absent;
+    CxJournalId id;
+    id.fileId = data.fileId();
+    id.name = CxJournal::nameOf(path);
+    id.signature = signature ? signature : "";
+    CxJournal found;
+    CxJournal& into = journal ? *journal : found;
+    return into.load(journalIo, CxJournal::pathFor(path), id, data.size());
+}
+
+// The header is one piece, every block another: a write never spans two.
+int64_t CxFile::pageOf(int64_t offset) const
+{
+    return offset < HeaderSize ? 0 : HeaderSize + (offset - HeaderSize) / blockSize() * blockSize();
+}
+
+int64_t CxFile::pageLength(int64_t page) const
+{
+    return page == 0 ? HeaderSize : blockSize();
+}
+
+// The file's bytes as the open transaction (or, read-only, the journal)
+// has them.
+bool CxFile::readRaw(int64_t offset, void* buffer, int64_t length)
+{
+    if (m_overlay.empty())
+        return m_io->read(offset, buffer, length);
+    auto it = m_overlay.upper_bound(offset);
+    if (it != m_overlay.begin()) {
+        --it;
+        if (offset + length <= it->first + int64_t(it->second.size())) {
+            std::memcpy(buffer, it->second.data() + (offset - it->first), size_t(length));
+            return true;
+        }
+    }
+    if (!m_io->read(offset, buffer, length))
+        return false;
+    it = m_overlay.lower_bound(offset - MaxBlockSize);
+    for (; it != m_overlay.end() && it->first < offset + length; ++it) {
+        const int64_t from = std::max(offset, it->first);
+        const int64_t to = std::min(offset + length, it->first + int64_t(it->second.size()));
+        if (from < to)
+            std::memcpy(static_cast<unsigned char*>(buffer) + (from - offset), it->second.data() + (from - it->first),
+                        size_t(to - from));
+    }
+    return true;
+}
+
+// Keeps a write of the open transaction in memory, piece by piece; a piece
+// first written in part starts as the file holds it.
+bool CxFile::stage(int64_t offset, const unsigned char* buffer, int64_t length)
+{
+    while (length > 0) {
+        const int64_t page = pageOf(offset);
+        const int64_t size = pageLength(page);
+        auto it = m_overlay.find(page);
+        if (it == m_overlay.end()) {
+            std::vector<unsigned char> bytes(size_t(size), 0);
+            const int64_t present = std::min(size, m_fileSize - page);
+            const bool whole = offset == page && length >= size;
+            if (!whole && present > 0 && !readRaw(page, bytes.data(), present))
+                return false;
+            it = m_overlay.emplace(page, std::move(bytes)).first;
+        }
+        const int64_t n = std::min(length, page + size - offset);
+        std::memcpy(it->second.data() + (offset - page), buffer, size_t(n));
+        offset += n;
+        buffer += n;
+        length -= n;
+    }
+    return true;
+}
+
+void CxFile::BeginTransaction()
+{
+    if (m_depth++ == 0) {
+        m_originalSize = m_fileSize;
+        m_failed = false;
+    }
+}
+
+bool CxFile::CommitTransaction()
+{
+    if (m_depth == 0)
+        return false;
+    if (--m_depth > 0)
+        return !m_failed;
+    const bool ok = !m_failed && writeOut();
+    if (!ok && !m_stuck)
+        forgetChange();
+    dropOverlay();
+    m_failed = false;
+    return ok;
+}
+
+// Journal first, synced; then the file, synced; then away with the journal.
+bool CxFile::writeOut()
+{
+    if (m_overlay.empty())
+        return true;
+    if (!writable())
+        return false;
+    m_journal.clear(m_originalSize);
+    m_journal.setFinalLength(m_fileSize);
+    std::vector<unsigned char> original(static_cast<size_t>(MaxBlockSize));
+    for (const auto& piece : m_overlay) {
+        const int64_t n = std::min(int64_t(piece.second.size()), m_originalSize - piece.first);
+        if (n <= 0)
+            continue;
+        if (!m_io->read(piece.first, original.data(), n))
+            return false;
+        m_journal.add(piece.first, original.data(), n);
+    }
+    std::vector<unsigned char> journal = m_journal.encode(journalId());
+    m_journal.clear();
+    std::memset(original.data(), 0, original.size());
+    const std::string path = CxJournal::pathFor(m_path);
+    bool ok = m_journalIo->open(path.c_str(), CxIo::Mode::Create) == 0
+              && m_journalIo->write(0, journal.data(), int64_t(journal.size()))
+              && m_journalIo->truncate(int64_t(journal.size())) && m_journalIo->sync();
+    m_journalIo->close();
+    std::memset(journal.data(), 0, journal.size());
+    if (!ok) {
+        // The file is untouched; a half-written journal would only be
+        // reported as torn at the next open.
+        m_journalIo->remove(path.c_str());
+        return false;
+    }
+
+    // A piece may reach past the end when the file's length is not a whole
+    // number of blocks; what lies past it was never written.
+    for (const auto& piece : m_overlay) {
+        const int64_t n = std::min(int64_t(piece.second.size()), m_fileSize - piece.first);
+        ok = ok && (n <= 0 || m_io->write(piece.first, piece.second.data(), n));
+    }
+    m_synced = true;
+    FlushToDisk();
+    if (!ok || !m_synced) {
+        // The journal stays, and rolls the file back when it is next opened.
+        m_stuck = true;
+        return false;
+    }
+    if (!m_journalIo->remove(path.c_str())) {
+        // A journal left behind would undo this change at the next open:
+        // make it torn at least.
+        const bool emptied = m_journalIo->open(path.c_str(), CxIo::Mode::ReadWrite) == 0 && m_journalIo->truncate(0)
+                             && m_journalIo->sync();
+        m_journalIo->close();
+        if (!emptied) {
+            m_stuck = true;
+            return false;
+        }
+    }
+    return true;
+}
+
+// A change that never reached the file: read the file as it is.
+void CxFile::forgetChange()
+{
+    dropOverlay();
+    m_fileSize = m_originalSize;
+    m_cache.clear();
+    m_currentEntry = -1;
+    unsigned char raw[HeaderSize];
+    if (isOpen() && m_io->read(0, raw, HeaderSize))
+        decodeHeader(raw, m_header);
+    if (m_indexBlock && m_header.firstIndexBlock > 0)
+        loadIndexBlock(m_header.firstIndexBlock, m_indexBlock);
+}
+
+void CxFile::dropOverlay()
+{
+    // Pieces may hold record bytes.
+    for (auto& piece : m_overlay)
+        std::memset(piece.second.data(), 0, piece.second.size());
+    m_overlay.clear();
 }

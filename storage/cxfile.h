@@ -2,11 +2,13 @@
 #define VAULTIX_STORAGE_CXFILE_H
 
 #include "storage/cxio.h"
+#include "storage/cxjournal.h"
 #include "storage/cxlayout.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <vector>
 
 // The on-disk header, 36 bytes, all integers little-endian.
@@ -22,23 +24,33 @@ struct CxFileHeader
 
 // A keyed record file: fixed-size blocks holding variable-length records
 // under unique 32-bit keys, kept in key order by a chain of index blocks.
-// Every change is written through and synced at once. Index blocks are
+// Every change (one add, update or delete, or a whole transaction) is
+// all-or-nothing on disk: its writes are gathered in memory, the original
+// bytes they replace go to a rollback journal beside the file, which is
+// synced first, then the writes go out and are synced, and the journal is
+// removed. Open plays back a journal left by a crash. The file's own bytes
+// are the same as if every write had gone straight to it. Index blocks are
 // kept in memory once read, as exact copies of the file's bytes, so walks
 // cost no system calls.
 class CxFile
 {
 public:
     // All file access goes through `io` when given (not owned; it must
-    // outlive the object), else through the real file system.
-    explicit CxFile(const char* signature, CxIo* io = nullptr);
+    // outlive the object), else through the real file system; the same for
+    // the journal through `journalIo`.
+    explicit CxFile(const char* signature, CxIo* io = nullptr, CxIo* journalIo = nullptr);
     virtual ~CxFile();
 
     // 0 on success; -1 missing file, -2 cannot open, -3 too short or foreign.
+    // A journal left by an interrupted change is played back first (-2 when
+    // that fails); journalState() tells what was found.
     virtual int Open(const char* path);
     // As Open, on a file that may only be read: every change then fails
-    // and nothing is ever written.
+    // and nothing is ever written. A journal left by an interrupted change
+    // is not played back, but the file reads as if it had been.
     int OpenReadOnly(const char* path);
-    // 0 on success, -2 when the file cannot be opened.
+    // 0 on success, -2 when the file cannot be opened. Any journal beside
+    // the path is removed: it cannot belong to a new file.
     virtual int Create(const char* path, unsigned blockSize, unsigned versionMajor, unsigned versionMinor);
     virtual int GetFileVersion(int& major, int& minor);
     virtual void Close();
@@ -60,6 +72,23 @@ public:
     virtual void FreeBlock(int32_t offset);
     virtual void SplitIndexBlock(int32_t key);
 
+    // Changes between the two are one change on disk. Nested pairs join the
+    // outermost, whose commit writes; see CxTransaction. Commit says whether
+    // the change reached the disk (for an inner pair: whether nothing has
+    // failed yet). On failure before the file was touched the object
+    // forgets the change and reads the file as it is; on failure after, it
+    // takes no more changes (the journal rolls the file back at next open).
+    void BeginTransaction();
+    bool CommitTransaction();
+    bool inTransaction() const { return m_depth > 0; }
+
+    // The journal that the last Open found: Absent, Hot (played back, or
+    // read through when read-only), Torn or Foreign (both left alone).
+    CxJournal::State journalState() const { return m_journalState; }
+    // Looks at the journal beside `path` without writing anything; a hot
+    // one is loaded into `journal` when given.
+    static CxJournal::State InspectJournal(const char* path, const char* signature, CxJournal* journal = nullptr);
+
     bool isOpen() const { return m_io->isOpen(); }
     bool isReadOnly() const { return m_readOnly; }
     const CxFileHeader& header() const { return m_header; }
@@ -78,7 +107,15 @@ private:
     int64_t maxBlocks() const;
     bool usable(int64_t offset) const;
     int openAs(const char* path, CxIo::Mode mode);
-    bool writable() const { return isOpen() && !m_readOnly; }
+    bool writable() const { return isOpen() && !m_readOnly && !m_stuck; }
+    CxJournalId journalId();
+    int64_t pageOf(int64_t offset) const;
+    int64_t pageLength(int64_t page) const;
+    bool readRaw(int64_t offset, void* buffer, int64_t length);
+    bool stage(int64_t offset, const unsigned char* buffer, int64_t length);
+    bool writeOut();
+    void forgetChange();
+    void dropOverlay();
     bool fetch(int64_t offset, void* buffer, int64_t length);
     bool put(int64_t offset, const void* buffer, int64_t length);
     bool readBlock(int32_t offset, unsigned char* block);
@@ -86,13 +123,19 @@ private:
     bool loadIndexBlock(int32_t offset, unsigned char* block);
     int entryCount(const unsigned char* block) const;
     bool hasCurrentEntry() const;
+    bool addRecord(int32_t key, const char* data, int32_t size);
+    bool updateRecord(const char* data, int32_t size);
+    bool deleteRecord();
     void writeDataChain(int32_t first, const char* data, int32_t size);
     void freeDataChain(int32_t first);
     void freeBuffers();
 
     char m_signature[CxLayout::SignatureSize];
     CxPosixIo m_posixIo;
+    CxPosixIo m_posixJournalIo;
     CxIo* m_io;
+    CxIo* m_journalIo;
+    std::string m_path;
     CxFileHeader m_header;
     unsigned char* m_dataBlock;
     unsigned char* m_indexBlock;
@@ -109,6 +152,19 @@ private:
     std::map<int32_t, std::vector<unsigned char>> m_cache;
     bool m_cacheOn = true;
     bool m_readOnly = false;
+
+    // The open transaction: its depth, the file's length when it began,
+    // and the pieces of the file it has written so far (header and blocks,
+    // whole, by offset), not yet on disk. Read-only, the overlay holds the
+    // original bytes from a journal instead.
+    int m_depth = 0;
+    int64_t m_originalSize = 0;
+    bool m_failed = false;
+    bool m_stuck = false;
+    bool m_synced = true;
+    std::map<int64_t, std::vector<unsigned char>> m_overlay;
+    CxJournal m_journal;
+    CxJournal::State m_journalState = CxJournal::Absent;
 };
 
 #endif

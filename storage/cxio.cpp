@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -16,6 +17,25 @@ int keepAboveZero(int fd)
     const int moved = fcntl(fd, F_DUPFD_CLOEXEC, 1);
     ::close(fd);
     return moved;
+}
+
+std::string folderOf(const char* path)
+{
+    const std::string p(path);
+    const size_t slash = p.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : p.substr(0, slash);
+}
+
+bool syncFolder(const std::string& folder)
+{
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const bool synced = ::fsync(fd) == 0;
+    ::close(fd);
+    return synced;
 }
 
 } // namespace
@@ -36,9 +56,17 @@ int CxPosixIo::open(const char* path, Mode mode)
     case Mode::ReadOnly: flags |= O_RDONLY; break;
     case Mode::Create: flags |= O_RDWR | O_CREAT; break;
     }
-    const int fd = ::open(path, flags, 0600);
+    int fd = -1;
+    m_created = false;
+    if (mode == Mode::Create) {
+        fd = ::open(path, flags | O_EXCL, 0600);
+        m_created = fd >= 0;
+    }
+    if (fd < 0)
+        fd = ::open(path, flags, 0600);
     if (fd < 0)
         return errno;
+    m_folder = m_created ? folderOf(path) : std::string();
     m_fd = keepAboveZero(fd);
     if (m_fd < 0) {
         const int error = errno;
@@ -94,5 +122,30 @@ int64_t CxPosixIo::size()
 
 bool CxPosixIo::sync()
 {
-    return isOpen() && ::fsync(m_fd) == 0;
+    if (!isOpen() || ::fsync(m_fd) != 0)
+        return false;
+    if (m_created && !syncFolder(m_folder))
+        return false;
+    m_created = false;
+    return true;
+}
+
+bool CxPosixIo::truncate(int64_t length)
+{
+    return isOpen() && ::ftruncate(m_fd, off_t(length)) == 0;
+}
+
+int64_t CxPosixIo::fileId()
+{
+    struct stat info;
+    return isOpen() && ::fstat(m_fd, &info) == 0 ? int64_t(info.st_ino) : -1;
+}
+
+bool CxPosixIo::remove(const char* path)
+{
+    if (!path)
+        return false;
+    if (::unlink(path) != 0)
+        return errno == ENOENT;
+    return syncFolder(folderOf(path));
 }

@@ -10,7 +10,10 @@
 #include <QList>
 #include <QtEndian>
 
+#include <cerrno>
 #include <climits>
+
+#include <unistd.h>
 
 // Field offsets and sizes read like the format's own names.
 using namespace CxLayout;
@@ -18,11 +21,26 @@ using namespace CxLayout;
 // The application's signature; the engine itself has none.
 constexpr char TestSignature[] = "Vaultix0001";
 
-// Skips fsync so long sequences stay fast.
-class QuietFile : public CxFile
+// The real file system without fsync.
+class QuietIo : public CxPosixIo
 {
 public:
-    QuietFile() : CxFile(TestSignature) {}
+    bool sync() override { return isOpen(); }
+    bool remove(const char* path) override { return ::unlink(path) == 0 || errno == ENOENT; }
+};
+
+struct QuietIos
+{
+    QuietIo data;
+    QuietIo journal;
+};
+
+// Skips fsync, on the file and its journal, so long sequences stay fast.
+// The file system is the real one: a journal still comes and goes.
+class QuietFile : private QuietIos, public CxFile
+{
+public:
+    QuietFile() : CxFile(TestSignature, &data, &journal) {}
     void FlushToDisk() override {}
 };
 

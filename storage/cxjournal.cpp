@@ -1,0 +1,201 @@
+#include "storage/cxjournal.h"
+
+#include "storage/le32.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+constexpr char Magic[16] = "Vaultix journal";
+constexpr size_t MagicSize = sizeof Magic;
+constexpr size_t JrChecksum = 16;
+constexpr size_t JrCount = 20;
+constexpr size_t JrTotal = 24;
+constexpr size_t JrOriginal = 32;
+constexpr size_t JrFinal = 40;
+constexpr size_t JrFileId = 48;
+constexpr size_t JrSignature = 56;
+constexpr size_t JrNameLength = 72;
+constexpr size_t JrName = 76;
+constexpr size_t EntryHead = 12;
+// Nothing the engine writes comes near this; a larger claim is garbage.
+constexpr int64_t MaxJournal = int64_t(1) << 31;
+
+uint32_t crc32(const unsigned char* at, size_t length)
+{
+    static const auto table = [] {
+        std::vector<uint32_t> t(256);
+        for (uint32_t i = 0; i < 256; ++i) {
+            uint32_t c = i;
+            for (int k = 0; k < 8; ++k)
+                c = c & 1 ? 0xEDB88320u ^ (c >> 1) : c >> 1;
+            t[i] = c;
+        }
+        return t;
+    }();
+    uint32_t c = 0xFFFFFFFFu;
+    for (size_t i = 0; i < length; ++i)
+        c = table[(c ^ at[i]) & 0xFF] ^ (c >> 8);
+    return c ^ 0xFFFFFFFFu;
+}
+
+void put64(unsigned char* at, int64_t value)
+{
+    PutLE32(at, int32_t(uint32_t(uint64_t(value))));
+    PutLE32(at + 4, int32_t(uint32_t(uint64_t(value) >> 32)));
+}
+
+int64_t get64(const unsigned char* at)
+{
+    return int64_t(uint64_t(uint32_t(GetLE32(at))) | uint64_t(uint32_t(GetLE32(at + 4))) << 32);
+}
+
+void append(std::vector<unsigned char>& out, const void* at, size_t length)
+{
+    const auto* b = static_cast<const unsigned char*>(at);
+    out.insert(out.end(), b, b + length);
+}
+
+void wipe(std::vector<unsigned char>& bytes)
+{
+    if (!bytes.empty())
+        std::memset(bytes.data(), 0, bytes.size());
+}
+
+} // namespace
+
+std::string CxJournal::pathFor(const std::string& dataPath)
+{
+    return dataPath + "-journal";
+}
+
+std::string CxJournal::nameOf(const std::string& path)
+{
+    const size_t slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+void CxJournal::clear(int64_t originalLength)
+{
+    for (Entry& e : m_entries)
+        wipe(e.bytes);
+    m_entries.clear();
+    m_originalLength = m_finalLength = originalLength;
+}
+
+void CxJournal::add(int64_t offset, const unsigned char* bytes, int64_t length)
+{
+    m_entries.push_back({offset, std::vector<unsigned char>(bytes, bytes + length)});
+}
+
+std::vector<unsigned char> CxJournal::encode(const CxJournalId& id) const
+{
+    std::vector<unsigned char> out(JrName, 0);
+    std::memcpy(out.data(), Magic, MagicSize);
+    PutLE32(out.data() + JrCount, int32_t(m_entries.size()));
+    put64(out.data() + JrOriginal, m_originalLength);
+    put64(out.data() + JrFinal, m_finalLength);
+    put64(out.data() + JrFileId, id.fileId);
+    std::strncpy(reinterpret_cast<char*>(out.data() + JrSignature), id.signature.c_str(), 15);
+    PutLE32(out.data() + JrNameLength, int32_t(id.name.size()));
+    append(out, id.name.data(), id.name.size());
+    for (const Entry& e : m_entries) {
+        unsigned char head[EntryHead];
+        put64(head, e.offset);
+        PutLE32(head + 8, int32_t(e.bytes.size()));
+        append(out, head, sizeof head);
+        append(out, e.bytes.data(), e.bytes.size());
+    }
+    put64(out.data() + JrTotal, int64_t(out.size()));
+    PutLE32(out.data() + JrChecksum, int32_t(crc32(out.data() + JrCount, out.size() - JrCount)));
+    return out;
+}
+
+CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJournalId& id, int64_t dataLength)
+{
+    clear();
+    if (const int error = io.open(path.c_str(), CxIo::Mode::ReadOnly)) {
+        // Anything but "not there" may hide a journal we cannot read.
+        return error == ENOENT ? Absent : Torn;
+    }
+    const int64_t size = io.size();
+    std::vector<unsigned char> raw;
+    State state = Torn;
+    if (size >= 0 && size <= MaxJournal) {
+        raw.resize(size_t(size));
+        if (io.read(0, raw.data(), size))
+            state = decode(raw, id, dataLength);
+    }
+    io.close();
+    wipe(raw);
+    return state;
+}
+
+CxJournal::State CxJournal::decode(const std::vector<unsigned char>& raw, const CxJournalId& id, int64_t dataLength)
+{
+    clear();
+    const unsigned char* b = raw.data();
+    if (raw.size() < JrName || std::memcmp(b, Magic, MagicSize) != 0 || get64(b + JrTotal) != int64_t(raw.size())
+        || uint32_t(GetLE32(b + JrChecksum)) != crc32(b + JrCount, raw.size() - JrCount))
+        return Torn;
+
+    const int64_t original = get64(b + JrOriginal);
+    const int64_t final = get64(b + JrFinal);
+    const size_t nameLength = size_t(uint32_t(GetLE32(b + JrNameLength)));
+    const int32_t count = GetLE32(b + JrCount);
+    if (nameLength > raw.size() - JrName || count < 0 || original < 0 || final < original)
+        return Torn;
+
+    std::vector<Entry> entries;
+    size_t at = JrName + nameLength;
+    for (int32_t i = 0; i < count; ++i) {
+        if (raw.size() - at < EntryHead)
+            return Torn;
+        const int64_t offset = get64(b + at);
+        const int32_t length = GetLE32(b + at + 8);
+        at += EntryHead;
+        if (offset < 0 || length < 0 || size_t(length) > raw.size() - at || offset + length > original)
+            return Torn;
+        entries.push_back({offset, std::vector<unsigned char>(b + at, b + at + length)});
+        at += size_t(length);
+    }
+    if (at != raw.size())
+        return Torn;
+
+    // During the change the file only ever grows from its original length
+    // towards its final one; any other length means another file.
+    char signature[17] = {};
+    std::memcpy(signature, b + JrSignature, 16);
+    const std::string name(reinterpret_cast<const char*>(b + JrName), nameLength);
+    const bool ours = get64(b + JrFileId) == id.fileId && name == id.name && id.signature == signature
+                      && dataLength >= original && dataLength <= final;
+    m_originalLength = original;
+    m_finalLength = final;
+    m_entries.swap(entries);
+    for (Entry& e : entries)
+        wipe(e.bytes);
+    if (!ours) {
+        clear();
+        return Foreign;
+    }
+    return Hot;
+}
+
+bool CxJournal::playBack(CxIo& data) const
+{
+    bool ok = data.isOpen();
+    for (const Entry& e : m_entries)
+        ok = ok && data.write(e.offset, e.bytes.data(), int64_t(e.bytes.size()));
+    return ok && data.truncate(m_originalLength) && data.sync();
+}
+
+void CxJournal::applyTo(std::vector<unsigned char>& image) const
+{
+    if (int64_t(image.size()) < m_originalLength)
+        image.resize(size_t(m_originalLength), 0);
+    for (const Entry& e : m_entries)
+        std::copy(e.bytes.begin(), e.bytes.end(), image.begin() + e.offset);
+    image.resize(size_t(m_originalLength));
+}
