@@ -1,12 +1,14 @@
 // Helper for tst_cxfile_crash: runs a pseudo-random sequence of stores and
 // deletes on a fresh record file, announcing each on stdout before it starts
 // ("s KEY LENGTH TAG", contents pattern(LENGTH, TAG), or "d KEY"). It skips
-// fsync and sends itself SIGKILL at the N-th flush, so every point where
-// the file orders its writes can be hit exactly.
+// fsync and sends itself SIGKILL before the N-th write, truncation, sync or
+// removal of the data file or its journal, so every point where the file
+// orders its writes can be hit exactly.
 //
 // Usage: crashwriter SEED PATH N
 #include "cxfiletest.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -16,19 +18,50 @@
 
 namespace {
 
-class KilledFile : public CxFile
+long dieAt = 0;
+long events = 0;
+
+void event()
+{
+    if (++events == dieAt)
+        ::raise(SIGKILL);
+}
+
+class KillingIo : public CxPosixIo
 {
 public:
-    explicit KilledFile(long dieAt) : CxFile(TestSignature), m_dieAt(dieAt) {}
-    void FlushToDisk() override
+    bool write(int64_t offset, const void* buffer, int64_t length) override
     {
-        if (++m_flushes == m_dieAt)
-            ::raise(SIGKILL);
+        event();
+        return CxPosixIo::write(offset, buffer, length);
     }
+    bool truncate(int64_t length) override
+    {
+        event();
+        return CxPosixIo::truncate(length);
+    }
+    bool sync() override
+    {
+        event();
+        return isOpen();
+    }
+    bool remove(const char* path) override
+    {
+        event();
+        return ::unlink(path) == 0 || errno == ENOENT;
+    }
+};
 
-private:
-    long m_dieAt;
-    long m_flushes = 0;
+struct KillingIos
+{
+    KillingIo data;
+    KillingIo journal;
+};
+
+class KilledFile : private KillingIos, public CxFile
+{
+public:
+    KilledFile() : CxFile(TestSignature, &data, &journal) {}
 };
 
 } // namespace
@@ -45,7 +78,8 @@ int main(int argc, char** argv)
         return state ^= state << 5;
     };
     ::unlink(argv[2]);
-    KilledFile file(std::strtol(argv[3], nullptr, 10));
+    dieAt = std::strtol(argv[3], nullptr, 10);
+    KilledFile file;
     // Small blocks and mostly small records make index splits a large share
     // of the work, so a kill often lands inside one.
     if (file.Create(argv[2], next() % 4 ? 64 : 128, 1, 0) != 0)
