@@ -8,6 +8,7 @@
 #include "model/record.h"
 #include "model/records.h"
 #include "security/wipe.h"
+#include "storage/cxfile.h"
 
 #include <QFile>
 #include <QStringDecoder>
@@ -49,6 +50,23 @@ int NextLine(const QString& text, int from, QString& line)
     return next;
 }
 
+// The smallest unused record key from `from` on, as CRecord::WriteRecord
+// finds it from the record marker on; the cursor is left where its key-by-key
+// probe would leave it, so the add places the key the same way.
+int32_t FreeRecordKey(int32_t from)
+{
+    int32_t free = from;
+    if (_AppFile->FindRecord(free)) {
+        ++free;
+        int32_t k = 0;
+        while (_AppFile->FindNextRecord() && _AppFile->ReadRecordKey(k) && k == free)
+            ++free;
+        _AppFile->FindRecord(free - 1);
+        _AppFile->FindRecord(free);
+    }
+    return free;
+}
+
 } // namespace
 
 void WipeCSVText(QString& text)
@@ -85,9 +103,9 @@ QString DecodeCSV(const QByteArray& bytes)
 
 bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& category, QString& field1,
                           QString& field2, QString& field3, QString& field4, QString& field5,
-                          QString& field6, QString& note)
+                          QString& field6, QString& note, int32_t* nextKey)
 {
-    if (!categories || !records || !_AppCfg)
+    if (!categories || !records || !_AppCfg || !_AppFile)
         return false;
     CCategory* c = categories->find(category);
     if (!c) {
@@ -113,7 +131,18 @@ bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& c
     r->category = c->id;
     r->encrypted = c->isProtected && _AppCfg->hasPassword();
     r->SetDataText(field1, field2, field3, field4, field5, field6, note);
-    r->WriteRecord(false);
+    if (nextKey) {
+        // Lines are only added, so every key below the last one given stays
+        // in use: the search goes on from there instead of from the start.
+        const int32_t key = FreeRecordKey(*nextKey);
+        const QByteArray bytes = r->Encode();
+        if (_AppFile->AddRecord(key, bytes.constData(), int32_t(bytes.size()))) {
+            r->key = key;
+            *nextKey = key + 1;
+        }
+    } else {
+        r->WriteRecord(false);
+    }
     if (r->key < 0) {
         delete r;
         return false;
@@ -128,6 +157,7 @@ int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* r
     const int limits[8] = {CsvLimits::Category, CsvLimits::Field, CsvLimits::Field, CsvLimits::Field,
                            CsvLimits::Field,    CsvLimits::Field, CsvLimits::Field, CsvLimits::Note};
     int count = 0;
+    int32_t nextKey = KeyPlan::RecordMarker;
     QString line;
     QString v[8];
     for (int at = 0; at < text.size();) {
@@ -139,7 +169,7 @@ int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* r
             pos = GetNextCSVfield(line, pos, v[i]);
             v[i].truncate(limits[i]);
         }
-        if (addNewImportedRecord(categories, records, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]))
+        if (addNewImportedRecord(categories, records, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], &nextKey))
             ++count;
         WipeCSVText(line);
         for (QString& value : v)

@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cstdint>
+
 class CCategories;
 class CRecords;
 
@@ -34,8 +36,11 @@ void WipeCSVText(QString& text);
 // Adds one record to the file and the collection, creating its category
 // when no category of that name (ignoring case) exists. False when the
 // category or the record could not be stored (nothing is then added).
+// A run of adds passes `nextKey` (first the record marker's key): the record
+// gets the same key as CRecord::WriteRecord would give it, found without
+// walking every key from the start again.
 bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& category, QString& field1,
                           QString& field2, QString& field3, QString& field4, QString& field5,
-                          QString& field6, QString& note);
+                          QString& field6, QString& note, int32_t* nextKey = nullptr);
 
 #endif

@@ -11,6 +11,7 @@
 #include "model/records.h"
 #include "model/session.h"
 #include "security/password.h"
+#include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
 
 #include <QFile>
@@ -183,6 +184,19 @@ private slots:
         reopen();
         QCOMPARE(recs()->count, before + 5);
         QCOMPARE(categoryNames().count("Shop"), 1);
+    }
+
+    // Imported records take the smallest free keys, as any new record does.
+    void keysFillGaps()
+    {
+        openFresh();
+        QCOMPARE(import("a\nb\nc\n"), 3);
+        QVERIFY(_AppFile->FindRecord(1002) && _AppFile->DeleteRecord());
+        QCOMPARE(import("d\ne\n"), 2);
+        const auto* last = static_cast<CRecord*>(recs()->tail);
+        QCOMPARE(last->key, 1004);
+        QCOMPARE(static_cast<CRecord*>(last->prev)->key, 1002);
+        QVERIFY(fileSound());
     }
 
     void limits()
