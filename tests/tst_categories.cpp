@@ -76,21 +76,18 @@ private slots:
         c.icon = QStringLiteral("icon_x");
         c.name = QString(40, QLatin1Char('N')); // longer than its slot
         c.labels[5] = QStringLiteral("L6");
-        char out[CCategory::StoredSize], again[CCategory::StoredSize];
+        char out[CCategory::StoredSize];
         std::memset(out, 0x55, sizeof out);
         c.Encode(out);
         const auto slot = [](const QByteArray& s) { return s + QByteArray(32 - s.size(), '\0'); };
         QCOMPARE(QByteArray(out, sizeof out), QByteArray("\x04\x03\x02\x01\x01\x00\x00\x00", 8)
                                                   + slot("icon_x") + slot(QByteArray(31, 'N'))
                                                   + QByteArray(5 * 32, '\0') + slot("L6"));
-        CCategory back;
-        back.Decode(out, sizeof out);
-        back.Encode(again);
-        QCOMPARE(QByteArray(again, sizeof again), QByteArray(out, sizeof out));
-
-        // Damaged: a slot without its NUL is cut at the slot; a short record
-        // (on the heap, so ASan sees an overread) leaves the rest empty.
+        // Reading is pinned by the golden-file test. Damaged: a slot without its
+        // NUL is cut at the slot; a short record (on the heap, so ASan sees an
+        // overread) leaves the rest empty.
         std::memset(out + 40, 'Q', 32);
+        CCategory back;
         back.Decode(out, sizeof out);
         QCOMPARE(back.name, QString(32, QLatin1Char('Q')));
         const std::unique_ptr<char[]> head(new char[50]);
