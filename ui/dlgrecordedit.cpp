@@ -15,6 +15,7 @@
 #include <QIcon>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPalette>
 #include <QPushButton>
 
 namespace {
@@ -110,6 +111,16 @@ CdlgRecordEdit::CdlgRecordEdit(QWidget* parent, CCategories* categories, CRecord
     }
     for (int i = 0; i <= FieldCount; ++i)
         m_shown[i] = text(i);
+
+    // Reading a record is what the dialog is mostly for: the disabled
+    // fields of the view keep the normal text colour on their grey ground.
+    QPalette readable = palette();
+    for (QPalette::ColorRole role : {QPalette::Text, QPalette::ButtonText})
+        readable.setColor(QPalette::Disabled, role, readable.color(QPalette::Active, role));
+    m_category->setPalette(readable);
+    for (QLineEdit* field : m_fields)
+        field->setPalette(readable);
+    m_note->setPalette(readable);
 
     connect(m_btnEdit, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnEdit);
     connect(m_btnDelete, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnDelete);
