@@ -9,8 +9,10 @@
 #include "model/records.h"
 #include "security/wipe.h"
 #include "storage/cxfile.h"
+#include "storage/cxtransaction.h"
 
 #include <QFile>
+#include <QSet>
 #include <QStringDecoder>
 
 namespace {
@@ -151,8 +153,21 @@ bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& c
     return true;
 }
 
-int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records)
+int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written)
 {
+    if (written)
+        *written = true;
+    if (!categories || !records || !_AppFile)
+        return 0;
+    // What was there before, to take back what the disk did not get.
+    CDListNode* lastRecord = records->tail;
+    QSet<int> categoryIds;
+    for (CCategory* c = categories->first(); c; c = CCategories::nextOf(c))
+        categoryIds.insert(c->id);
+    // One change on disk: a crash leaves the file without any of the lines
+    // or with all of them, and the syncs are paid once.
+    CxTransaction transaction(_AppFile);
+
     QString text = DecodeCSV(bytes);
     const int limits[8] = {CsvLimits::Category, CsvLimits::Field, CsvLimits::Field, CsvLimits::Field,
                            CsvLimits::Field,    CsvLimits::Field, CsvLimits::Field, CsvLimits::Note};
@@ -176,7 +191,20 @@ int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* r
             WipeCSVText(value);
     }
     WipeCSVText(text);
-    return count;
+    if (transaction.commit())
+        return count;
+
+    while (records->tail != lastRecord)
+        records->Delete(records->tail);
+    for (CCategory* c = categories->first(); c;) {
+        CCategory* next = CCategories::nextOf(c);
+        if (!categoryIds.contains(c->id))
+            categories->Delete(c);
+        c = next;
+    }
+    if (written)
+        *written = false;
+    return 0;
 }
 
 int DoTheImport(QString& name, CCategories* categories, CRecords* records)
@@ -186,7 +214,7 @@ int DoTheImport(QString& name, CCategories* categories, CRecords* records)
         return 0;
     QByteArray bytes = file.readAll();
     file.close();
-    const int count = ImportCSVBytes(bytes, categories, records);
+    const int count = ImportCSVBytes(bytes, categories, records, nullptr);
     WipeCSVText(bytes);
     return count;
 }

@@ -18,11 +18,13 @@ constexpr int Note = 256;
 
 // Reads the CSV file `name` and adds one record per non-empty line, with its
 // category found by name (ignoring case) or created. Returns the number of
-// records added; 0 when the file cannot be opened.
+// records added; 0 when the file cannot be opened or the change not written.
 int DoTheImport(QString& name, CCategories* categories, CRecords* records);
 
-// The same on bytes already read.
-int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records);
+// The same on bytes already read. All the lines are one change on disk;
+// when it cannot be written, the collections are put back as they were, 0
+// is returned and `written` (when given) is set false.
+int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written = nullptr);
 
 // A file that is valid UTF-8 is read as UTF-8 (a leading byte-order mark is
 // dropped), any other as Latin-1. Characters that Latin-1 cannot hold come

@@ -64,8 +64,13 @@ int ImportCSVFile(const QString& path, const QString& csv, bool passwordStdin)
         WipeCSVText(bytes);
         return result;
     }
-    const int count = ImportCSVBytes(bytes, session.categories(), session.records());
+    bool written = true;
+    const int count = ImportCSVBytes(bytes, session.categories(), session.records(), &written);
     WipeCSVText(bytes);
+    if (!written) {
+        PrintError(QString("cannot write to %1; nothing was imported").arg(path));
+        return ExitFailed;
+    }
     Report(stdout, QString("%1 records imported").arg(count));
     return ExitOk;
 }
