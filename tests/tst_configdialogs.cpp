@@ -149,12 +149,10 @@ private slots:
         _AppCfg->save();
         DialogDriver driver;
         driver.actions.push_back([accept](QDialog* d) {
-            QCOMPARE(d->size(), QSize(200, 254));
             auto* warn = checkBox(d, "Show \"No password\" warning.");
             auto* clear = checkBox(d, "Cleartext password entry.");
             QVERIFY(warn->isChecked());
             QVERIFY(!clear->isChecked());
-            QCOMPARE(clear->geometry(), QRect(10, 36, 165, 16));
             QTest::mouseClick(warn, Qt::LeftButton);
             QTest::mouseClick(clear, Qt::LeftButton);
             QTest::mouseClick(checkBox(d, "Enable Autolock"), Qt::LeftButton);
@@ -188,8 +186,6 @@ private slots:
             d->accept();
         });
         driver.actions.push_back([this](QDialog* d) {
-            QCOMPARE(d->windowTitle(), QString("Select Colour"));
-            QCOMPARE(d->size(), QSize(134, 115));
             auto* grid = d->findChild<CWidgetColourSlct*>();
             QCOMPARE(grid->SelectedSwatch(), 14); // white
             QTest::mouseClick(grid, Qt::LeftButton, {}, CWidgetColourSlct::CellRect(3).center());
@@ -208,13 +204,7 @@ private slots:
             QCOMPARE(grid->SelectedSwatch(), 15);
             d->accept();
         });
-        driver.actions.push_back([this](QDialog* d) {
-            QCOMPARE(d->windowTitle(), QString("Custom Colour"));
-            QCOMPARE(d->size(), QSize(189, 90));
-            m_main->list->resize(240, 50);
-            QCOMPARE(d->height(), 64);
-            m_main->list->resize(240, 250);
-            QCOMPARE(d->height(), 90);
+        driver.actions.push_back([](QDialog* d) {
             auto* red = d->findChild<QSlider*>("red");
             QCOMPARE(red->value(), 1);
             QCOMPARE(red->focusPolicy(), Qt::NoFocus);
@@ -254,7 +244,6 @@ private slots:
         QFETCH(QPoint, at);
         CDlgColourSlct d(m_main->list, swatch(2));
         CWidgetColourSlct* grid = d.grid();
-        QCOMPARE(grid->geometry(), QRect(30, 5, 74, 74));
         QTest::mouseClick(grid, Qt::LeftButton, {}, at);
         QTEST(grid->SelectedSwatch(), "selected");
         QCOMPARE(d.Colour(), grid->SwatchColour(grid->SelectedSwatch()));
@@ -287,10 +276,8 @@ private slots:
         QTEST(main.relative(&d), "geometry");
         auto* logo = d.findChild<QLabel*>("logo");
         auto* title = d.findChild<QLabel*>("title");
-        QCOMPARE(logo->geometry(), QRect(5, 10, 96, 44));
         QVERIFY(!logo->pixmap().isNull());
         QCOMPARE(title->text(), QString("Vaultix V1.0.0"));
-        QCOMPARE(title->geometry(), QRect(106, 21, 99, 16));
         QCOMPARE(d.findChild<QScrollBar*>()->isVisibleTo(&d), scrolls);
         const QImage image = d.grab().toImage();
         QCOMPARE(image.pixelColor(150, 100), QColor(Qt::white));

@@ -203,6 +203,104 @@ shot 18-file-in-use
 keys Return
 stop_all
 
+# 5. Categories, configuration, colours and About, on a file with a password.
+# close TITLE: taps the close control of that dialog's title bar
+close() {
+  geom "$1"
+  tap $((X + WIDTH - 10)) $((Y - 10))
+  gone "$1"
+}
+# geom TITLE: X, Y, WIDTH, HEIGHT of the dialog of that caption
+geom() {
+  local w
+  w=$(xdotool search --onlyvisible --name "^$1\$" | tail -1)
+  eval "$(xdotool getwindowgeometry --shell "$w")"
+}
+data "$WORK/cats" 20 secret
+start "$WORK/cats"
+await "Vaultix V1.0.0"
+tap $LOCK_BUTTON
+await "Enter Password"
+typed secret
+keys Return
+gone "Enter Password"
+tap $UTILITY
+sleep 0.4
+keys Down Down Return            # Category
+await "Categories"
+shot 20-category-chooser
+geom "Categories"
+tap $((X + 35)) $((Y + 48))      # Edit (Bank)
+await "Edit Category"
+shot 21-edit-category
+keys Escape
+gone "Edit Category"
+tap $UTILITY
+sleep 0.4
+keys Down Down Return
+await "Categories"
+geom "Categories"
+tap $((X + 115)) $((Y + 89))     # New
+await "New Category"
+typed bANK
+keys Return
+await "Edit Category"
+shot 22-new-category-duplicate
+keys Return
+gone "Edit Category"
+shot 23-new-category
+close "New Category"
+tap $UTILITY
+sleep 0.4
+keys Down Down Return
+await "Categories"
+geom "Categories"
+tap $((X + 115)) $((Y + 48))     # Delete (Bank, which holds records)
+await "Deleting Category"
+shot 24-delete-category-refused
+keys Return
+gone "Deleting Category"
+tap $UTILITY
+sleep 0.4
+keys Down Down Down Return       # Configuration
+await "Configuration"
+shot 25-configuration
+geom "Configuration"
+tap $((X + 80)) $((Y + 43))      # the odd-row colour
+await "Select Colour"
+shot 26-select-colour
+geom "Select Colour"
+tap $((X + 57)) $((Y + 97))      # Custom
+await "Custom Colour"
+shot 27-custom-colour
+close "Custom Colour"
+close "Select Colour"
+close "Configuration"
+tap $UTILITY
+sleep 0.4
+keys Up Return                   # About
+await "About Vaultix"
+shot 28-about
+keys Escape
+gone "About Vaultix"
+# A short list area: the category editor scrolls.
+xdotool search --onlyvisible --name "^Vaultix V1.0.0\$" windowsize 240 150
+sleep 0.6
+tap $UTILITY
+sleep 0.4
+keys Down Down Return
+await "Categories"
+geom "Categories"
+tap $((X + 115)) $((Y + 89))     # New
+await "New Category"
+shot 29-short-area-category
+geom "New Category"
+for _ in 1 2 3 4 5 6; do tap $((X + WIDTH - 8)) $((Y + HEIGHT - 8)); done
+shot 30-short-area-category-scrolled
+keys Escape
+gone "New Category"
+stop_all
+
 echo "done"
 
 # Import and export: the file chooser in both modes, started in a deep
