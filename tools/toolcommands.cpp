@@ -118,6 +118,9 @@ int OpenData(CSession& session, bool writes)
         PrintError(problem.isEmpty() ? QString("cannot create %1").arg(path) : problem);
         return session.lastProbe() == CSession::Damaged ? ExitFailed : ExitUsage;
     }
+    // An interrupted change found beside the file: rolled back, or ignored.
+    if (!session.journalReport().isEmpty())
+        PrintError(session.journalReport());
     session.loadCollections();
     return ExitOk;
 }
