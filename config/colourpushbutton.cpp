@@ -22,4 +22,7 @@ void CColourPushButton::paintEvent(QPaintEvent* e)
     QPushButton::paintEvent(e);
     QPainter painter(this);
     painter.fillRect(8, 8, 34, 10, m_colour);
+    // A thin frame, so that white (the default odd rows) shows on the face.
+    painter.setPen(palette().color(QPalette::Mid));
+    painter.drawRect(7, 7, 35, 11);
 }
