@@ -301,6 +301,85 @@ keys Escape
 gone "New Category"
 stop_all
 
+# 6. The record dialog: its three states, its questions and refusals, and the
+# form scrolled on a short list area.
+# tap_in TITLE DX DY: taps at (DX, DY) inside the dialog of that caption
+tap_in() {
+  geom "$1"
+  tap $((X + $2)) $((Y + $3))
+}
+NEW_BUTTON="68 16"
+ROW1="60 60"                     # Backup 17, protected
+ROW2="60 76"                     # Backup 18, plain
+data "$WORK/rec" 30 secret
+start "$WORK/rec"
+await "Vaultix V1.0.0"
+tap $ROW1
+await "View Record"
+shot 40-record-view-locked
+tap_in "View Record" 151 16      # edit: refused while locked
+await "Edit Record"
+shot 41-record-edit-refused
+keys Return
+gone "Edit Record"
+tap_in "View Record" 177 16      # delete: asked, then the unlock prompt
+await "Delete Record\?"
+shot 42-record-delete-question
+keys Return
+await "Enter Password"
+shot 43-record-delete-unlock
+keys Escape
+gone "Enter Password"
+close "View Record"
+tap $LOCK_BUTTON
+await "Enter Password"
+typed secret
+keys Return
+gone "Enter Password"
+sleep 0.5
+tap $ROW1
+await "View Record"
+shot 44-record-view-unlocked
+tap_in "View Record" 151 16
+await "Edit Record"
+shot 45-record-edit
+close "Edit Record"
+tap $NEW_BUTTON
+await "New Record"
+typed "Cellar door"
+keys Tab
+typed "4711"
+tap_in "New Record" 60 230       # the note
+typed "two lines,"
+keys Return
+typed "kept as typed"
+shot 46-record-new
+close "New Record"
+# Adding to a protected category while locked asks for the password.
+tap $LOCK_BUTTON
+sleep 0.5
+tap $NEW_BUTTON
+await "New Record"
+typed "Vault"
+keys Return
+await "Enter Password"
+shot 47-record-add-unlock
+keys Escape
+gone "Enter Password"
+close "New Record"
+# A short list area: the form scrolls.
+xdotool search --onlyvisible --name "^Vaultix V1.0.0\$" windowsize --sync 240 150 >/dev/null 2>&1 || \
+  xdotool search --onlyvisible --name "^Vaultix V1.0.0\$" windowsize 240 150
+sleep 0.6
+tap $ROW2
+await "View Record"
+shot 48-record-short-area
+geom "View Record"
+for _ in 1 2 3 4 5 6 7 8; do tap $((X + WIDTH - 8)) $((Y + HEIGHT - 8)); done
+shot 49-record-short-scrolled
+close "View Record"
+stop_all
+
 echo "done"
 
 # Import and export: the file chooser in both modes, started in a deep
