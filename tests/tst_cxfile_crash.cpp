@@ -91,6 +91,37 @@ private slots:
         QVERIFY(std::equal(walked.begin(), walked.end(), model.begin(), model.end(),
                            [](int32_t key, const auto& entry) { return key == entry.first; }));
     }
+
+    // Killed anywhere inside a password change, a protection switch, an
+    // update or a delete of the application's records, the reopened file is
+    // byte for byte what it was before that flow.
+    void killedFlow_data()
+    {
+        QTest::addColumn<int>("dieAt");
+        for (int i = 0; i < 40; ++i)
+            QTest::addRow("%d", 1 + i * 97 % 700) << 1 + i * 97 % 700;
+    }
+
+    void killedFlow()
+    {
+        QFETCH(int, dieAt);
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString path = dir.filePath("Vaultix.Dat");
+        QProcess writer;
+        writer.start(VX_TEST_BINARY_DIR "/flowwriter", {path, QString::number(dieAt)});
+        QVERIFY(writer.waitForFinished(60000));
+        QCOMPARE(writer.exitStatus(), QProcess::CrashExit);
+        const QList<QByteArray> flows = writer.readAllStandardOutput().trimmed().split('\n');
+        QVERIFY(!flows.value(0).isEmpty());
+
+        QuietFile file;
+        QCOMPARE(file.Open(path.toLocal8Bit().constData()), 0);
+        QVERIFY(file.journalState() != CxJournal::Foreign);
+        file.Close();
+        QVERIFY2(fileBytes(path) == fileBytes(path + ".before"),
+                 qPrintable("killed inside the flow " + flows.last() + ", the file is not as before it"));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCxFileCrash)
