@@ -131,25 +131,6 @@ private slots:
             QCOMPARE(again.probe(), CSession::Sound);
         }
     }
-
-    // The lock is held for the whole run: a second start on the same file
-    // is refused while the first is open, and allowed once it closed.
-    void lockHeldWhileOpen()
-    {
-        const QString path = m_dir.filePath(QStringLiteral("held.dat"));
-        CMessageBox::setHook([](QMessageBox& box) { QTest::mouseClick(box.button(QMessageBox::Ok), Qt::LeftButton); });
-        CSession first(path);
-        QVERIFY(CStartup::openDataFile(first));
-        const QByteArray before = bytesOf(path);
-        {
-            CSession second(path);
-            QVERIFY(!second.lock());
-        }
-        QCOMPARE(bytesOf(path), before);
-        first.close();
-        CSession third(path);
-        QVERIFY(CStartup::openDataFile(third));
-    }
 };
 
 int main(int argc, char** argv)
