@@ -59,7 +59,7 @@ run: build
 # of each screen and dialog in docs/screenshots/.
 screenshots: build
 	@$(MAKE) --no-print-directory install-packages LIST="$(SHOT_PACKAGES)"
-	tools/screenshots.sh $(BUILD) docs/screenshots
+	bash tools/screenshots.sh $(BUILD) docs/screenshots
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS)
