@@ -7,9 +7,9 @@
 #include "model/categories.h"
 #include "model/records.h"
 #include "security/dlgchgpassword.h"
-#include "ui/dlgrecordedit.h"
 #include "ui/dlgabout.h"
 #include "ui/dlgcategoryselect.h"
+#include "ui/dlgrecordedit.h"
 #include "ui/vxlistlook.h"
 #include "ui/vxlistviewitem.h"
 
