@@ -6,6 +6,7 @@
 #include "model/records.h"
 #include "platform/messagebox.h"
 #include "platform/resource.h"
+#include "storage/cxtransaction.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -141,6 +142,9 @@ void CdlgCategoryEdit::accept()
         category->labels[i] = m_labels[i]->text().left(MaxText);
     category->icon = ChosenIcon();
 
+    // The records and the category's flag reach the file together, or
+    // neither does.
+    CxTransaction transaction(_AppFile);
     // Only a real change converts: each record is enciphered or deciphered
     // exactly once. A new category has no records yet.
     if (created || !passwordSet() || wanted == category->isProtected)
@@ -153,7 +157,9 @@ void CdlgCategoryEdit::accept()
         category->isProtected = false;
     }
 
-    if (!category->WriteRecord() && created) {
+    const bool written = category->WriteRecord();
+    transaction.commit();
+    if (!written && created) {
         // Every key of the category range is taken.
         CMessageBox::information(this, tr("New Category"), tr("There is no room for\nanother category."));
         return;
