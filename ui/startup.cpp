@@ -41,6 +41,14 @@ bool CStartup::openDataFile(CSession& session, QWidget* parent)
         return false;
     };
 
+    // An interrupted change found at opening was undone (or could not be):
+    // the user should know that the last change may be missing.
+    auto opened = [&]() {
+        if (!session.journalReport().isEmpty())
+            CMessageBox::information(parent, caption(), session.journalReport());
+        return true;
+    };
+
     QString error;
     if (!session.lock(&error))
         return refuse(error);
@@ -49,7 +57,7 @@ bool CStartup::openDataFile(CSession& session, QWidget* parent)
     // to; only then is there anything to ask.
     QString problem;
     if (session.open(false, &problem))
-        return true;
+        return opened();
     if (session.lastProbe() != CSession::Damaged)
         return refuse(problem);
 
@@ -71,5 +79,5 @@ bool CStartup::openDataFile(CSession& session, QWidget* parent)
         return refuse(tr("A copy of %1 could not be saved.").arg(path));
     if (!session.open(true, &error))
         return refuse(error);
-    return true;
+    return opened();
 }
