@@ -119,6 +119,21 @@ bool QPEApplication::eventFilter(QObject* watched, QEvent* event)
         if (auto* dialog = qobject_cast<QDialog*>(watched); dialog && dialog->isWindow())
             CDialogDecoration::attach(dialog);
         break;
+    case QEvent::Hide:
+        // Without a window manager nobody gives the keyboard back to the
+        // window below a closed dialog or message box, so Return and Escape
+        // would go nowhere: hand it to the top modal dialog, or the main
+        // window, once the closed one is gone.
+        if (auto* dialog = qobject_cast<QDialog*>(watched); dialog && dialog->isWindow()) {
+            QTimer::singleShot(0, this, [] {
+                QWidget* next = QApplication::activeModalWidget();
+                if (!next)
+                    next = QApplication::activeWindow() ? nullptr : mainWidget();
+                if (next && next->isVisible())
+                    next->activateWindow();
+            });
+        }
+        break;
     case QEvent::KeyPress:
         if (auto* widget = qobject_cast<QWidget*>(watched); widget && filterDialogKey(widget, event))
             return true;
