@@ -123,7 +123,8 @@ CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJour
     const int64_t size = io.size();
     std::vector<unsigned char> raw;
     State state = Torn;
-    if (size >= 0 && size <= MaxJournal) {
+    // An empty journal is torn: it was cut before its header got out.
+    if (size > 0 && size <= MaxJournal) {
         raw.resize(size_t(size));
         if (io.read(0, raw.data(), size))
             state = decode(raw, id, dataLength);

@@ -111,7 +111,8 @@ public:
     {
         if (!isOpen() || offset < 0 || offset + length > file().view.size())
             return false;
-        std::memcpy(buffer, file().view.constData() + offset, size_t(length));
+        if (length > 0)
+            std::memcpy(buffer, file().view.constData() + offset, size_t(length));
         return true;
     }
     bool write(int64_t offset, const void* buffer, int64_t length) override
