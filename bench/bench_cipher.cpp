@@ -3,7 +3,7 @@
 //
 // Usage: bench_cipher [total MiB, default 64]
 
-#include "security/blowfish.h"
+#include "crypto/blowfish.h"
 
 #include <chrono>
 #include <cstdint>

@@ -5,9 +5,9 @@
 // Usage: bench_csv [folder]   (default: the system's temporary folder)
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
-#include "model/categories.h"
-#include "model/records.h"
-#include "model/session.h"
+#include "vault/categories.h"
+#include "vault/records.h"
+#include "vault/session.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,12 +1,12 @@
 // Loading a large database, and the password set/change/remove passes over it.
 // Usage: bench_model [record count]   (default 10000)
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/records.h"
-#include "security/password.h"
-#include "security/passwordchange.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/records.h"
+#include "vault/password.h"
+#include "vault/passwordchange.h"
+#include "vault/session.h"
 #include "storage/cxfile.h"
 
 #include <QElapsedTimer>

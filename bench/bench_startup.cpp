@@ -7,11 +7,11 @@
 //
 // The password comes on the first line of standard input.
 
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/session.h"
 #include "platform/global.h"
-#include "security/password.h"
+#include "vault/password.h"
 #include "ui/application.h"
 #include "ui/shell.h"
 #include "ui/startup.h"

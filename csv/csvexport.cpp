@@ -1,9 +1,9 @@
 #include "csv/csvexport.h"
 
 #include "csv/csvimport.h"
-#include "model/categories.h"
-#include "model/record.h"
-#include "model/records.h"
+#include "vault/categories.h"
+#include "vault/record.h"
+#include "vault/records.h"
 
 #include <QFile>
 

@@ -1,7 +1,7 @@
 // Keys the cipher from fuzzer-chosen bytes and checks that enciphering and
 // deciphering a buffer in place restores it, tail bytes included.
-#include "security/blowfish.h"
-#include "security/fieldcrypt.h"
+#include "crypto/blowfish.h"
+#include "crypto/fieldcrypt.h"
 
 #include <QByteArray>
 #include <QString>

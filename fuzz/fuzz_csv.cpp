@@ -1,14 +1,14 @@
 // Feeds arbitrary bytes to the CSV field reader and to the import into a
 // fresh default data file, which must check sound afterwards. The field
 // reader is also asked at every position of the first line.
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
 #include "csv/csvfield.h"
 #include "csv/csvimport.h"
-#include "model/appfile.h"
-#include "model/categories.h"
-#include "model/defaultdb.h"
-#include "model/records.h"
+#include "vault/appfile.h"
+#include "vault/categories.h"
+#include "vault/defaultdb.h"
+#include "vault/records.h"
 #include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
 

@@ -1,10 +1,10 @@
 // Feeds arbitrary bytes to the decoders of records, categories and settings,
 // then reads, re-enciphers and re-encodes what came out.
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/record.h"
-#include "security/fieldcrypt.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/record.h"
+#include "crypto/fieldcrypt.h"
 
 #include <QByteArray>
 #include <QString>

@@ -6,12 +6,12 @@
 // file or its journal, so the kill always lands inside a flow.
 //
 // Usage: flowwriter PATH N
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/records.h"
-#include "security/password.h"
-#include "security/passwordchange.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/records.h"
+#include "vault/password.h"
+#include "vault/passwordchange.h"
 #include "storage/cxfile.h"
 #include "storage/cxtransaction.h"
 #include "tools/demodata.h"

@@ -1,5 +1,5 @@
-#include "security/blowfish.h"
-#include "security/fieldcrypt.h"
+#include "crypto/blowfish.h"
+#include "crypto/fieldcrypt.h"
 
 #include <QtTest>
 

@@ -1,7 +1,7 @@
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/session.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

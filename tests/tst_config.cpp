@@ -1,6 +1,6 @@
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/session.h"
 
 #include <QDir>
 #include <QTemporaryDir>

@@ -2,14 +2,14 @@
 // dialogs and message boxes.
 #include "dialogtest.h"
 
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "csv/csvcommands.h"
-#include "csv/dlgfileopen.h"
-#include "model/categories.h"
-#include "model/records.h"
-#include "model/session.h"
-#include "security/password.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "ui/csvcommands.h"
+#include "ui/dlgfileopen.h"
+#include "vault/categories.h"
+#include "vault/records.h"
+#include "vault/session.h"
+#include "vault/password.h"
 #include "ui/vxlistview.h"
 
 #include <QLabel>

@@ -1,5 +1,5 @@
-#include "model/dlist.h"
-#include "model/indexlist.h"
+#include "vault/dlist.h"
+#include "vault/indexlist.h"
 
 #include <QtTest>
 

@@ -2,13 +2,13 @@
 // an earlier build and never regenerated: whatever the code does to its
 // formats, files that users already have must read back exactly. Its master
 // password is "golden pass 42"; record 1005 was deleted, leaving a free list.
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/records.h"
-#include "model/session.h"
-#include "security/password.h"
-#include "security/passwordchange.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/records.h"
+#include "vault/session.h"
+#include "vault/password.h"
+#include "vault/passwordchange.h"
 #include "storage/cxfile.h"
 #include "storage/readcurrent.h"
 

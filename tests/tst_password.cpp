@@ -1,10 +1,10 @@
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/records.h"
-#include "model/session.h"
-#include "security/password.h"
-#include "security/passwordchange.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/records.h"
+#include "vault/session.h"
+#include "vault/password.h"
+#include "vault/passwordchange.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -3,11 +3,11 @@
 // probing would: where a key between two index blocks lands depends on the
 // cursor the probes leave behind.
 
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/keyplan.h"
-#include "model/record.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/keyplan.h"
+#include "vault/record.h"
+#include "vault/session.h"
 #include "storage/cxfile.h"
 
 #include <QFile>

@@ -1,9 +1,9 @@
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/records.h"
-#include "model/session.h"
-#include "security/password.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/records.h"
+#include "vault/session.h"
+#include "vault/password.h"
 
 #include <QTemporaryDir>
 #include <QtEndian>

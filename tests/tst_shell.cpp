@@ -1,16 +1,16 @@
 // The main window and the autolock timer, driven through the real window
 // with real presses; dialogs are answered through their title bar.
 
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/session.h"
 #include "platform/dialogdecoration.h"
 #include "platform/messagebox.h"
 #include "platform/resource.h"
-#include "security/dlgchgpassword.h"
-#include "security/dlgpassword.h"
-#include "security/password.h"
+#include "ui/dlgchgpassword.h"
+#include "ui/dlgpassword.h"
+#include "vault/password.h"
 #include "tools/demodata.h"
 #include "ui/application.h"
 #include "ui/catcombo.h"

@@ -1,8 +1,8 @@
 // Opening the data file at start: what is refused is left byte for byte as
 // it was, and the user is told which file and why.
 
-#include "config/appglobals.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/session.h"
 #include "platform/messagebox.h"
 #include "platform/qpeapplication.h"
 #include "tools/demodata.h"

@@ -1,8 +1,8 @@
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/record.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/record.h"
+#include "vault/session.h"
 #include "storage/cxfile.h"
 
 #include <QFile>

@@ -1,12 +1,12 @@
 // Plaintext and keys must be cleared before their memory goes back. This
 // binary replaces the array allocation functions, which the wiping buffer
 // uses, to look at every block as it is freed.
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/record.h"
-#include "model/session.h"
-#include "security/fieldcrypt.h"
-#include "security/password.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/record.h"
+#include "vault/session.h"
+#include "crypto/fieldcrypt.h"
+#include "vault/password.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

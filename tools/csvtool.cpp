@@ -2,11 +2,11 @@
 
 #include "tools/toolcommands.h"
 
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
-#include "model/session.h"
+#include "vault/session.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,10 +1,10 @@
 #include "tools/demodata.h"
 
-#include "config/appglobals.h"
-#include "model/categories.h"
-#include "model/keyplan.h"
-#include "model/records.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/categories.h"
+#include "vault/keyplan.h"
+#include "vault/records.h"
+#include "vault/session.h"
 #include "storage/cxfile.h"
 
 #include <QFileInfo>

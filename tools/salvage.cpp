@@ -3,9 +3,9 @@
 
 #include "tools/toolcommands.h"
 
-#include "config/appglobals.h"
-#include "model/keyplan.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/keyplan.h"
+#include "vault/session.h"
 #include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
 #include "storage/cxsalvage.h"

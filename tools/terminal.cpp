@@ -1,6 +1,6 @@
 #include "tools/terminal.h"
 
-#include "security/wipe.h"
+#include "crypto/wipe.h"
 
 #include <QByteArray>
 

@@ -1,6 +1,6 @@
 #include "ui/catcombo.h"
 
-#include "model/categories.h"
+#include "vault/categories.h"
 #include "ui/vxlistview.h"
 
 CCatCombo::CCatCombo(CvxListView* list, QWidget* parent, int width)

@@ -1,9 +1,9 @@
 #include "ui/dlgcategoryedit.h"
 
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
-#include "model/categories.h"
-#include "model/records.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
+#include "vault/categories.h"
+#include "vault/records.h"
 #include "platform/messagebox.h"
 #include "platform/resource.h"
 #include "storage/cxtransaction.h"

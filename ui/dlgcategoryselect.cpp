@@ -1,9 +1,9 @@
 #include "ui/dlgcategoryselect.h"
 
-#include "model/appfile.h"
-#include "model/categories.h"
-#include "model/keyplan.h"
-#include "model/records.h"
+#include "vault/appfile.h"
+#include "vault/categories.h"
+#include "vault/keyplan.h"
+#include "vault/records.h"
 #include "platform/messagebox.h"
 #include "storage/cxfile.h"
 #include "ui/dlgcategoryedit.h"

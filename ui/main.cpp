@@ -1,9 +1,9 @@
 // Vaultix: start-up and shut-down of the application.
 
-#include "config/appglobals.h"
-#include "model/session.h"
+#include "vault/appglobals.h"
+#include "vault/session.h"
 #include "platform/global.h"
-#include "security/dlgpwdwarn.h"
+#include "ui/dlgpwdwarn.h"
 #include "ui/application.h"
 #include "ui/shell.h"
 #include "ui/startup.h"

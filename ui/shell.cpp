@@ -1,7 +1,7 @@
 #include "ui/shell.h"
 
-#include "config/appglobals.h"
-#include "config/vxconfig.h"
+#include "vault/appglobals.h"
+#include "vault/vxconfig.h"
 
 #include <QTimer>
 

@@ -1,6 +1,6 @@
 #include "ui/startup.h"
 
-#include "model/session.h"
+#include "vault/session.h"
 #include "platform/messagebox.h"
 #include "ui/shell.h"
 

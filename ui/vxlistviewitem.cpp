@@ -1,7 +1,7 @@
 #include "ui/vxlistviewitem.h"
 
-#include "model/categories.h"
-#include "model/record.h"
+#include "vault/categories.h"
+#include "vault/record.h"
 #include "platform/resource.h"
 #include "ui/vxlistview.h"
 

@@ -1,3 +1,0 @@
-#include "config/appglobals.h"
-
-CvxConfig* _AppCfg = nullptr;

@@ -1,7 +1,0 @@
-#ifndef VAULTIX_MODEL_DEFAULTDB_H
-#define VAULTIX_MODEL_DEFAULTDB_H
-
-// Writes the two range markers and the twelve ready-made categories.
-void CreateDefaultDatabase();
-
-#endif

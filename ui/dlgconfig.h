@@ -1,0 +1,54 @@
+#ifndef VAULTIX_UI_DLGCONFIG_H
+#define VAULTIX_UI_DLGCONFIG_H
+
+#include "ui/qpedialog.h"
+
+#include <QColor>
+
+class CColourPushButton;
+class CvxConfig;
+class QCheckBox;
+class QSpinBox;
+
+// The user's settings: row colours, autolock period, password options.
+// It changes nothing itself; the Configuration command applies the result.
+class CDlgConfig : public CQPEDialog
+{
+    Q_OBJECT
+
+public:
+    static constexpr int MaxAutolockMinutes = 99;
+
+    CDlgConfig(QWidget* parent, CvxConfig* config);
+
+    QColor GetNewColourOdd() const { return m_colourOdd; }
+    QColor GetNewColourEven() const { return m_colourEven; }
+    // -1 when autolock is off.
+    int GetNewAutolockTime() const { return m_minutes; }
+    bool GetNoPwdWarning() const;
+    bool GetClearTextPWd() const;
+
+    // The Configuration command: runs the dialog on the settings and, when
+    // it is accepted, stores its values, saving after each. The caller
+    // redraws the list either way.
+    static void RunConfiguration(QWidget* list, CvxConfig* config);
+
+public slots:
+    void slotColourOdd();
+    void slotColourEven();
+    void slotAutolockCheckBox(bool on);
+    void slotAutolockSpinner(int value);
+
+private:
+    QColor m_colourOdd;
+    QColor m_colourEven;
+    int m_minutes;
+    CColourPushButton* m_odd;
+    CColourPushButton* m_even;
+    QCheckBox* m_autolock;
+    QSpinBox* m_spin;
+    QCheckBox* m_warning;
+    QCheckBox* m_cleartext;
+};
+
+#endif

@@ -1,0 +1,3 @@
+#include "vault/appglobals.h"
+
+CvxConfig* _AppCfg = nullptr;

@@ -1,0 +1,28 @@
+#ifndef VAULTIX_VAULT_CATEGORIES_H
+#define VAULTIX_VAULT_CATEGORIES_H
+
+#include "vault/category.h"
+#include "vault/dlist.h"
+
+#include <QString>
+
+// All categories, kept in name order (by character code).
+class CCategories : public CDList
+{
+public:
+    ~CCategories() override = default;
+    int CompareFunc(CDListNode* a, CDListNode* b) override;
+
+    void LoadAll();
+    // A category with a free id, not linked and not stored.
+    CCategory* CreateNew();
+    // The category with this id, or the first one when there is none.
+    CCategory* GetCategory(int id);
+    // The first category whose name equals `name` ignoring case.
+    CCategory* find(const QString& name);
+
+    CCategory* first() const { return static_cast<CCategory*>(head); }
+    static CCategory* nextOf(CCategory* c) { return static_cast<CCategory*>(c->next); }
+};
+
+#endif

@@ -1,0 +1,97 @@
+#ifndef VAULTIX_VAULT_SESSION_H
+#define VAULTIX_VAULT_SESSION_H
+
+#include <QString>
+
+#include <memory>
+
+class CCategories;
+class CRecords;
+
+// One run of Vaultix on one data file: the record file and the settings
+// opened in the documented order (record file object, then settings, whose
+// loading opens or creates the file), and closed in the reverse order
+// (settings saved and freed, then the file). The application, the tool and
+// the tests all start and end their work through this class.
+class CSession
+{
+public:
+    // What is at the path before anything is opened; nothing is written.
+    enum Probe {
+        Missing,    // no file: a new one may be created
+        Empty,      // 0 bytes: treated like a missing file
+        Sound,      // a Vaultix data file whose structure checks clean
+        Damaged,    // a Vaultix data file whose structure check fails
+        Foreign,    // not a Vaultix data file
+        Unreadable, // cannot be opened or read, or is a folder
+        NoFolder,   // the folder that should hold it does not exist
+    };
+
+    explicit CSession(const QString& dataFile);
+    ~CSession();
+    CSession(const CSession&) = delete;
+    CSession& operator=(const CSession&) = delete;
+
+    const QString& dataFile() const { return m_path; }
+
+    // Looks at the file. `problem` gets a sentence for the user when the
+    // answer is neither Missing, Empty nor Sound.
+    Probe probe(QString* problem = nullptr) const;
+
+    // Holds an exclusive advisory lock on the data file (creating it empty
+    // when missing) until close(), so that two writers never share a file.
+    // False, with `error` set, when another process holds it.
+    bool lock(QString* error = nullptr);
+
+    // A byte-for-byte copy of the data file beside it,
+    // "<name>.damaged-YYYYMMDD-HHMMSS"; the copy's path, or empty on failure.
+    QString saveDamagedCopy() const;
+
+    // Creates _AppFile and _AppCfg; the settings' load opens the file, or
+    // creates it with the default settings and categories. Refuses (false,
+    // nothing written) unless the probe says Missing, Empty or Sound, or
+    // Damaged with `acceptDamaged`.
+    bool open(bool acceptDamaged = false, QString* error = nullptr);
+    bool isOpen() const;
+    // The probe that the last open() acted on.
+    Probe lastProbe() const { return m_lastProbe; }
+
+    // What probe() or open() found of the journal an interrupted change
+    // leaves beside the data file, as a sentence for the user; empty when
+    // there was none. A whole one is played back by open() (read-only, the
+    // file reads as if it had been); a torn one, or one written for another
+    // file, is never used.
+    const QString& journalReport() const { return m_journalReport; }
+
+    // Whether close() saves the settings, as the application does at its
+    // end; read-only users turn it off so that they never write.
+    void setSaveOnClose(bool save) { m_saveOnClose = save; }
+    // Read-only users open an existing file for reading only, so that it
+    // works on a file they may not write and nothing can be written to it;
+    // a missing or empty file is still created. Implies no save on close.
+    void setReadOnly(bool readOnly) { m_readOnly = readOnly; }
+
+    // Loads the category and record collections, for callers that do not
+    // keep their own (the tool, tests). Needs open().
+    void loadCollections();
+    CCategories* categories() const { return m_categories.get(); }
+    CRecords* records() const { return m_records.get(); }
+
+    // Frees the collections, saves (unless turned off) and frees the settings, closes and frees
+    // the record file, and drops the lock. Safe to call twice.
+    void close();
+
+private:
+    QString journalText(int state, bool done) const;
+
+    QString m_path;
+    int m_lockFd = -1;
+    bool m_saveOnClose = true;
+    bool m_readOnly = false;
+    Probe m_lastProbe = Missing;
+    mutable QString m_journalReport;
+    std::unique_ptr<CCategories> m_categories;
+    std::unique_ptr<CRecords> m_records;
+};
+
+#endif

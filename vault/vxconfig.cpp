@@ -1,0 +1,175 @@
+#include "vault/vxconfig.h"
+
+#include "vault/appglobals.h"
+#include "vault/defaultdb.h"
+#include "vault/keyplan.h"
+#include "storage/readcurrent.h"
+#include "platform/global.h"
+#include "storage/cxfile.h"
+#include "storage/le32.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+
+#include <cstring>
+
+namespace {
+
+// A damaged record may hold any word; QColor wants 0..255.
+int colourPart(const char* p)
+{
+    return qBound(0, GetLE32(p), 255);
+}
+
+constexpr int OffFirstWord = 0;
+constexpr int OffOdd = 4;
+constexpr int OffEven = 16;
+constexpr int OffAutolock = 28;
+constexpr int OffVerifier = 44;
+constexpr int OffPwdLength = 52;
+constexpr int OffCleartext = 64;
+constexpr int OffWarning = 68;
+
+constexpr unsigned BlockSize = 128;
+
+const char* const IconFolder = "/pics/korel/icons.18x14/";
+
+} // namespace
+
+CvxConfig::CvxConfig()
+    : CvxConfig(Global::applicationFileName(QStringLiteral("Vaultix"), QStringLiteral("Vaultix.Dat")))
+{
+}
+
+CvxConfig::CvxConfig(const QString& file)
+    : dataFile(file)
+{
+    InitialState();
+    BuildIconNames();
+    load();
+}
+
+CvxConfig::CvxConfig(NoFile)
+{
+    InitialState();
+    BuildIconNames();
+}
+
+void CvxConfig::InitialState()
+{
+    firstWord = 0;
+    colourOdd = QColor();
+    colourEven = QColor();
+    autolockMinutes = 0;
+    std::memset(verifier, 0, sizeof verifier);
+    passwordLength = 0;
+    showNoPwdWarning = false;
+    cleartextPwd = false;
+    locked = true;
+}
+
+void CvxConfig::SetDefaults()
+{
+    firstWord = 1;
+    colourOdd = QColor(255, 255, 255);
+    colourEven = QColor(224, 249, 235);
+    autolockMinutes = 5;
+    std::memset(verifier, 0, sizeof verifier);
+    passwordLength = 0;
+    showNoPwdWarning = true;
+    cleartextPwd = false;
+}
+
+void CvxConfig::BuildIconNames()
+{
+    iconNames.clear();
+    const QDir dir(Global::qpeDir() + QLatin1String(IconFolder));
+    const QStringList files = dir.entryList({QStringLiteral("*.png")},
+                                            QDir::Files | QDir::Hidden,
+                                            QDir::Name | QDir::IgnoreCase);
+    for (const QString& f : files) {
+        const int dot = f.indexOf(QLatin1Char('.'));
+        iconNames << (dot > 0 ? f.left(dot) : f);
+    }
+}
+
+void CvxConfig::load()
+{
+    if (!_AppFile)
+        return;
+    const QByteArray path = QFile::encodeName(dataFile);
+    // A file opened beforehand (read-only, by the session) is used as it is.
+    if (!_AppFile->isOpen() && _AppFile->Open(path.constData()) != 0)
+        _AppFile->Create(path.constData(), BlockSize, 1, 0);
+
+    if (!_AppFile->FindRecord(KeyPlan::Settings)) {
+        SetDefaults();
+        save();
+        CreateDefaultDatabase();
+        return;
+    }
+    QByteArray buffer;
+    ReadCurrentRecord(*_AppFile, buffer);
+    Decode(buffer.constData(), int(buffer.size()));
+}
+
+void CvxConfig::save()
+{
+    if (!_AppFile)
+        return;
+    char bytes[StoredSize];
+    Encode(bytes);
+    if (!_AppFile->AddRecord(KeyPlan::Settings, bytes, StoredSize))
+        _AppFile->UpdateRecord(bytes, StoredSize);
+}
+
+bool CvxConfig::hasPassword() const
+{
+    unsigned sum = 0;
+    for (unsigned char b : verifier)
+        sum += b;
+    return (sum & 0xFF) != 0;
+}
+
+bool CvxConfig::anyVerifierByte() const
+{
+    for (unsigned char b : verifier) {
+        if (b != 0)
+            return true;
+    }
+    return false;
+}
+
+void CvxConfig::Encode(char out[StoredSize]) const
+{
+    std::memset(out, 0, StoredSize);
+    PutLE32(out + OffFirstWord, firstWord);
+    PutLE32(out + OffOdd, colourOdd.red());
+    PutLE32(out + OffOdd + 4, colourOdd.green());
+    PutLE32(out + OffOdd + 8, colourOdd.blue());
+    PutLE32(out + OffEven, colourEven.red());
+    PutLE32(out + OffEven + 4, colourEven.green());
+    PutLE32(out + OffEven + 8, colourEven.blue());
+    PutLE32(out + OffAutolock, autolockMinutes);
+    std::memcpy(out + OffVerifier, verifier, sizeof verifier);
+    PutLE32(out + OffPwdLength, passwordLength);
+    PutLE32(out + OffCleartext, cleartextPwd ? 1 : 0);
+    PutLE32(out + OffWarning, showNoPwdWarning ? 1 : 0);
+}
+
+void CvxConfig::Decode(const char* data, int size)
+{
+    char buf[StoredSize];
+    std::memset(buf, 0, StoredSize);
+    if (data && size > 0)
+        std::memcpy(buf, data, size_t(qMin(size, int(StoredSize))));
+    firstWord = GetLE32(buf + OffFirstWord);
+    colourOdd = QColor(colourPart(buf + OffOdd), colourPart(buf + OffOdd + 4), colourPart(buf + OffOdd + 8));
+    colourEven = QColor(colourPart(buf + OffEven), colourPart(buf + OffEven + 4), colourPart(buf + OffEven + 8));
+    autolockMinutes = GetLE32(buf + OffAutolock);
+    std::memcpy(verifier, buf + OffVerifier, sizeof verifier);
+    passwordLength = GetLE32(buf + OffPwdLength);
+    cleartextPwd = GetLE32(buf + OffCleartext) != 0;
+    showNoPwdWarning = GetLE32(buf + OffWarning) != 0;
+}
