@@ -1,9 +1,9 @@
 #include "csv/csvexport.h"
 
 #include "csv/csvimport.h"
-#include "vault/categories.h"
-#include "vault/record.h"
-#include "vault/records.h"
+#include "vault/vault.h"
+
+#include <QCoreApplication>
 
 #include <QFile>
 
@@ -17,13 +17,13 @@ QString Quoted(QString text)
 
 } // namespace
 
-QByteArray ExportCSVLine(CCategories* categories, const CRecord* record)
+QByteArray ExportCSVLine(const CVault& vault, const CRecord* record)
 {
-    const CCategory* c = categories ? categories->GetCategory(record->category) : nullptr;
-    QString line = Quoted(c && c->id == record->category ? c->name : QStringLiteral("Category"));
+    const CCategory* c = vault.categories().byId(record->category);
+    QString line = Quoted(c ? c->name : QStringLiteral("Category"));
     QString text;
     for (int i = 0; i < CRecord::TextCount; ++i) {
-        record->GetDataText(i, text);
+        text = vault.text(*record, i);
         text.replace(u'\n', u' ');
         line += u',' + Quoted(text);
     }
@@ -35,24 +35,35 @@ QByteArray ExportCSVLine(CCategories* categories, const CRecord* record)
     return bytes;
 }
 
-int ExportCSV(QIODevice& out, CCategories* categories, CRecords* records)
+int ExportCSV(QIODevice& out, const CVault& vault)
 {
     int count = 0;
-    for (CRecord* r = records ? records->first() : nullptr; r; r = CRecords::nextOf(r)) {
-        QByteArray line = ExportCSVLine(categories, r);
-        ++count;
-        out.write(line);
+    for (CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r)) {
+        QByteArray line = ExportCSVLine(vault, r);
+        const bool written = out.write(line) == line.size();
         WipeCSVText(line);
+        if (!written)
+            return -1;
+        ++count;
     }
     return count;
 }
 
-int DoTheExport(QString& name, CCategories* categories, CRecords* records)
+CVaultResult DoTheExport(const QString& name, const CVault& vault, int* count)
 {
+    if (count)
+        *count = 0;
     QFile file(name);
     if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate))
-        return 0;
-    const int count = ExportCSV(file, categories, records);
+        return CVaultResult::failure(QCoreApplication::translate("CsvExport", "%1 cannot be written: %2.")
+                                         .arg(name, file.errorString()));
+    const int written = ExportCSV(file, vault);
+    const bool flushed = file.flush();
+    if (written < 0 || !flushed)
+        return CVaultResult::failure(QCoreApplication::translate("CsvExport", "%1 could not be written whole: %2.")
+                                         .arg(name, file.errorString()));
     file.close();
-    return count;
+    if (count)
+        *count = written;
+    return CVaultResult::success();
 }

@@ -4,22 +4,20 @@
 #include <QByteArray>
 #include <QString>
 
-class CCategories;
-class CRecord;
-class CRecords;
+#include "vault/vault.h"
+
 class QIODevice;
 
 // One record as a CSV line in Latin-1, LF-terminated: every value quoted,
 // quotes doubled, line feeds in the record's texts turned into blanks, and
 // "Category" in place of a category that no longer exists.
-QByteArray ExportCSVLine(CCategories* categories, const CRecord* record);
+QByteArray ExportCSVLine(const CVault& vault, const CRecord* record);
 
-// Writes every record to `out`; returns the number of records written.
-// Write errors are not looked at.
-int ExportCSV(QIODevice& out, CCategories* categories, CRecords* records);
+// Writes every record to `out`; the number written, or -1 when a write failed.
+int ExportCSV(QIODevice& out, const CVault& vault);
 
 // Empties (or creates) the file `name` and writes every record to it;
-// returns the number written, 0 when the file cannot be opened.
-int DoTheExport(QString& name, CCategories* categories, CRecords* records);
+// `count` gets the number written.
+CVaultResult DoTheExport(const QString& name, const CVault& vault, int* count);
 
 #endif

@@ -1,18 +1,10 @@
 #include "csv/csvimport.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
 #include "csv/csvfield.h"
-#include "vault/categories.h"
-#include "vault/keyplan.h"
-#include "vault/record.h"
-#include "vault/records.h"
 #include "crypto/wipe.h"
-#include "storage/cxfile.h"
-#include "storage/cxtransaction.h"
 
+#include <QCoreApplication>
 #include <QFile>
-#include <QSet>
 #include <QStringDecoder>
 
 namespace {
@@ -52,23 +44,6 @@ int NextLine(const QString& text, int from, QString& line)
     return next;
 }
 
-// The smallest unused record key from `from` on, as CRecord::WriteRecord
-// finds it from the record marker on; the cursor is left where its key-by-key
-// probe would leave it, so the add places the key the same way.
-int32_t FreeRecordKey(int32_t from)
-{
-    int32_t free = from;
-    if (_AppFile->FindRecord(free)) {
-        ++free;
-        int32_t k = 0;
-        while (_AppFile->FindNextRecord() && _AppFile->ReadRecordKey(k) && k == free)
-            ++free;
-        _AppFile->FindRecord(free - 1);
-        _AppFile->FindRecord(free);
-    }
-    return free;
-}
-
 } // namespace
 
 void WipeCSVText(QString& text)
@@ -103,118 +78,56 @@ QString DecodeCSV(const QByteArray& bytes)
     return text;
 }
 
-bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& category, QString& field1,
-                          QString& field2, QString& field3, QString& field4, QString& field5,
-                          QString& field6, QString& note, int32_t* nextKey)
+CVaultResult ImportCSVBytes(const QByteArray& bytes, CVault& vault, int* added, QVector<CVault::ImportSkip>* skipped)
 {
-    if (!categories || !records || !_AppCfg || !_AppFile)
-        return false;
-    CCategory* c = categories->find(category);
-    if (!c) {
-        c = categories->CreateNew();
-        c->name = category;
-        for (int i = 0; i < 6; ++i)
-            c->labels[i] = QString("Field %1").arg(i + 1).left(CCategory::TextSlot - 1);
-        c->isProtected = false;
-        c->icon = _AppCfg->iconNames.isEmpty() ? QString() : _AppCfg->iconNames.first();
-        // Past the last category key there is no room: such a category could
-        // not be loaded again, so its records are not taken either.
-        if (c->id < 0 || c->id > KeyPlan::MaxCategoryId || !c->WriteRecord()) {
-            delete c;
-            return false;
-        }
-        if (!categories->InsertSeq(c, true)) {
-            delete c;
-            return false;
-        }
-    }
-
-    auto* r = new CRecord;
-    r->category = c->id;
-    r->encrypted = c->isProtected && _AppCfg->hasPassword();
-    r->SetDataText(field1, field2, field3, field4, field5, field6, note);
-    if (nextKey) {
-        // Lines are only added, so every key below the last one given stays
-        // in use: the search goes on from there instead of from the start.
-        const int32_t key = FreeRecordKey(*nextKey);
-        const QByteArray bytes = r->Encode();
-        if (_AppFile->AddRecord(key, bytes.constData(), int32_t(bytes.size()))) {
-            r->key = key;
-            *nextKey = key + 1;
-        }
-    } else {
-        r->WriteRecord(false);
-    }
-    if (r->key < 0) {
-        delete r;
-        return false;
-    }
-    records->Append(r);
-    return true;
-}
-
-int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written)
-{
-    if (written)
-        *written = true;
-    if (!categories || !records || !_AppFile)
-        return 0;
-    // What was there before, to take back what the disk did not get.
-    CDListNode* lastRecord = records->tail;
-    QSet<int> categoryIds;
-    for (CCategory* c = categories->first(); c; c = CCategories::nextOf(c))
-        categoryIds.insert(c->id);
-    // One change on disk: a crash leaves the file without any of the lines
-    // or with all of them, and the syncs are paid once.
-    CxTransaction transaction(_AppFile);
-
     QString text = DecodeCSV(bytes);
     const int limits[8] = {CsvLimits::Category, CsvLimits::Field, CsvLimits::Field, CsvLimits::Field,
                            CsvLimits::Field,    CsvLimits::Field, CsvLimits::Field, CsvLimits::Note};
-    int count = 0;
-    int32_t nextKey = KeyPlan::RecordMarker;
+    QVector<CVault::ImportRow> rows;
     QString line;
-    QString v[8];
+    int lineNumber = 0;
     for (int at = 0; at < text.size();) {
         at = NextLine(text, at, line);
+        ++lineNumber;
         if (line.isEmpty())
             continue;
+        CVault::ImportRow row;
+        row.line = lineNumber;
+        QString v[8];
         int pos = 0;
         for (int i = 0; i < 8; ++i) {
             pos = GetNextCSVfield(line, pos, v[i]);
             v[i].truncate(limits[i]);
         }
-        if (addNewImportedRecord(categories, records, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], &nextKey))
-            ++count;
+        row.category = v[0];
+        for (int i = 0; i < CVault::TextCount; ++i)
+            row.texts[i] = v[i + 1];
+        rows.append(row);
         WipeCSVText(line);
         for (QString& value : v)
             WipeCSVText(value);
     }
     WipeCSVText(text);
-    if (transaction.commit())
-        return count;
-
-    while (records->tail != lastRecord)
-        records->Delete(records->tail);
-    for (CCategory* c = categories->first(); c;) {
-        CCategory* next = CCategories::nextOf(c);
-        if (!categoryIds.contains(c->id))
-            categories->Delete(c);
-        c = next;
+    const QStringList icons = vault.settings().iconNames;
+    const CVaultResult result = vault.importRows(rows, icons.isEmpty() ? QString() : icons.first(), added, skipped);
+    for (CVault::ImportRow& row : rows) {
+        for (QString& t : row.texts)
+            WipeCSVText(t);
     }
-    if (written)
-        *written = false;
-    return 0;
+    return result;
 }
 
-int DoTheImport(QString& name, CCategories* categories, CRecords* records)
+CVaultResult DoTheImport(const QString& name, CVault& vault, int* added, QVector<CVault::ImportSkip>* skipped)
 {
+    if (added)
+        *added = 0;
     QFile file(name);
     if (!file.open(QIODevice::ReadOnly))
-        return 0;
+        return CVaultResult::failure(QCoreApplication::translate("CsvImport", "%1 cannot be read: %2.")
+                                         .arg(name, file.errorString()));
     QByteArray bytes = file.readAll();
     file.close();
-    const int count = ImportCSVBytes(bytes, categories, records, nullptr);
+    const CVaultResult result = ImportCSVBytes(bytes, vault, added, skipped);
     WipeCSVText(bytes);
-    return count;
+    return result;
 }

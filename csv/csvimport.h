@@ -3,11 +3,12 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QVector>
+
+#include "vault/vault.h"
 
 #include <cstdint>
 
-class CCategories;
-class CRecords;
 
 // Limits of the imported values, in characters.
 namespace CsvLimits {
@@ -17,14 +18,15 @@ constexpr int Note = 256;
 } // namespace CsvLimits
 
 // Reads the CSV file `name` and adds one record per non-empty line, with its
-// category found by name (ignoring case) or created. Returns the number of
-// records added; 0 when the file cannot be opened or the change not written.
-int DoTheImport(QString& name, CCategories* categories, CRecords* records);
+// category found by name (ignoring case) or created; all lines are one
+// change. `added` gets the number of records added, `skipped` the lines
+// that could not be (with the reason).
+CVaultResult DoTheImport(const QString& name, CVault& vault, int* added,
+                         QVector<CVault::ImportSkip>* skipped = nullptr);
 
-// The same on bytes already read. All the lines are one change on disk;
-// when it cannot be written, the collections are put back as they were, 0
-// is returned and `written` (when given) is set false.
-int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written = nullptr);
+// The same on bytes already read.
+CVaultResult ImportCSVBytes(const QByteArray& bytes, CVault& vault, int* added,
+                            QVector<CVault::ImportSkip>* skipped = nullptr);
 
 // A file that is valid UTF-8 is read as UTF-8 (a leading byte-order mark is
 // dropped), any other as Latin-1. Characters that Latin-1 cannot hold come
@@ -34,15 +36,5 @@ QString DecodeCSV(const QByteArray& bytes);
 // Clears bytes read from or written to a CSV file before they are dropped.
 void WipeCSVText(QByteArray& bytes);
 void WipeCSVText(QString& text);
-
-// Adds one record to the file and the collection, creating its category
-// when no category of that name (ignoring case) exists. False when the
-// category or the record could not be stored (nothing is then added).
-// A run of adds passes `nextKey` (first the record marker's key): the record
-// gets the same key as CRecord::WriteRecord would give it, found without
-// walking every key from the start again.
-bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& category, QString& field1,
-                          QString& field2, QString& field3, QString& field4, QString& field5,
-                          QString& field6, QString& note, int32_t* nextKey = nullptr);
 
 #endif

@@ -80,6 +80,19 @@ public:
     // takes no more changes (the journal rolls the file back at next open).
     void BeginTransaction();
     bool CommitTransaction();
+    // Marks the open transaction as failed: its commit writes nothing and
+    // forgets the change (for a change found wrong halfway).
+    void AbortTransaction()
+    {
+        if (m_depth > 0)
+            m_failed = true;
+    }
+    // The errno behind the last failed file or journal call, 0 when unknown.
+    int lastError() const
+    {
+        const int journal = m_journalIo->lastError();
+        return journal != 0 ? journal : m_io->lastError();
+    }
     bool inTransaction() const { return m_depth > 0; }
 
     // The journal that the last Open found: Absent, Hot (played back, or

@@ -40,6 +40,13 @@ bool syncFolder(const std::string& folder)
 
 } // namespace
 
+bool CxPosixIo::failed()
+{
+    // A short transfer leaves errno as it was; it still means no room.
+    m_error = errno != 0 ? errno : ENOSPC;
+    return false;
+}
+
 CxPosixIo::~CxPosixIo()
 {
     close();
@@ -58,6 +65,7 @@ int CxPosixIo::open(const char* path, Mode mode)
     }
     int fd = -1;
     m_created = false;
+    m_error = 0;
     if (mode == Mode::Create) {
         fd = ::open(path, flags | O_EXCL, 0600);
         m_created = fd >= 0;
@@ -91,7 +99,7 @@ bool CxPosixIo::read(int64_t offset, void* buffer, int64_t length)
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
-            return false;
+            return failed();
         at += got;
         offset += got;
         length -= got;
@@ -107,7 +115,7 @@ bool CxPosixIo::write(int64_t offset, const void* buffer, int64_t length)
         if (done < 0 && errno == EINTR)
             continue;
         if (done <= 0)
-            return false;
+            return failed();
         at += done;
         offset += done;
         length -= done;
@@ -123,16 +131,16 @@ int64_t CxPosixIo::size()
 bool CxPosixIo::sync()
 {
     if (!isOpen() || ::fsync(m_fd) != 0)
-        return false;
+        return failed();
     if (m_created && !syncFolder(m_folder))
-        return false;
+        return failed();
     m_created = false;
     return true;
 }
 
 bool CxPosixIo::truncate(int64_t length)
 {
-    return isOpen() && ::ftruncate(m_fd, off_t(length)) == 0;
+    return (isOpen() && ::ftruncate(m_fd, off_t(length)) == 0) || failed();
 }
 
 int64_t CxPosixIo::fileId()
@@ -146,6 +154,6 @@ bool CxPosixIo::remove(const char* path)
     if (!path)
         return false;
     if (::unlink(path) != 0)
-        return errno == ENOENT;
-    return syncFolder(folderOf(path));
+        return errno == ENOENT || failed();
+    return syncFolder(folderOf(path)) || failed();
 }

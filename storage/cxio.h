@@ -30,6 +30,9 @@ public:
     // Removes the file at `path` (which need not be open here) and makes the
     // removal durable. A missing file counts as removed.
     virtual bool remove(const char* path) = 0;
+    // The errno of the last call that failed since open(), 0 when none did
+    // or the stand-in cannot tell; names the cause for the user.
+    virtual int lastError() const { return 0; }
 };
 
 // The real file system: positioned reads and writes on a descriptor.
@@ -49,8 +52,12 @@ public:
     bool truncate(int64_t length) override;
     int64_t fileId() override;
     bool remove(const char* path) override;
+    int lastError() const override { return m_error; }
 
 private:
+    bool failed();
+
+    int m_error = 0;
     int m_fd = -1;
     bool m_created = false;
     std::string m_folder;

@@ -1,12 +1,7 @@
 #include "vault/categories.h"
 
-#include "vault/appfile.h"
-#include "vault/keyplan.h"
 #include "vault/indexlist.h"
-#include "storage/readcurrent.h"
-#include "storage/cxfile.h"
 
-#include <QByteArray>
 
 #include <climits>
 
@@ -19,24 +14,6 @@ int CCategories::CompareFunc(CDListNode* a, CDListNode* b)
     // By character code, so capitals sort before small letters.
     const int c = QString::compare(ca->name, cb->name, Qt::CaseSensitive);
     return c > 0 ? 1 : (c < 0 ? -1 : 0);
-}
-
-void CCategories::LoadAll()
-{
-    if (!_AppFile || !_AppFile->FindRecord(KeyPlan::CategoryMarker))
-        return;
-    QByteArray buffer;
-    while (_AppFile->FindNextRecord()) {
-        int32_t key = 0;
-        if (!_AppFile->ReadRecordKey(key) || key > KeyPlan::LastCategory)
-            break;
-        if (!ReadCurrentRecord(*_AppFile, buffer))
-            continue;
-        auto* category = new CCategory;
-        category->Decode(buffer.constData(), int(buffer.size()));
-        if (!InsertSeq(category, false))
-            delete category;
-    }
 }
 
 CCategory* CCategories::CreateNew()
@@ -61,7 +38,16 @@ CCategory* CCategories::CreateNew()
     return category;
 }
 
-CCategory* CCategories::GetCategory(int id)
+CCategory* CCategories::byId(int id) const
+{
+    for (CCategory* c = first(); c; c = nextOf(c)) {
+        if (c->id == id)
+            return c;
+    }
+    return nullptr;
+}
+
+CCategory* CCategories::GetCategory(int id) const
 {
     for (CCategory* c = first(); c; c = nextOf(c)) {
         if (c->id == id)
@@ -70,7 +56,7 @@ CCategory* CCategories::GetCategory(int id)
     return first();
 }
 
-CCategory* CCategories::find(const QString& name)
+CCategory* CCategories::find(const QString& name) const
 {
     const QString wanted = name.toUpper();
     for (CCategory* c = first(); c; c = nextOf(c)) {

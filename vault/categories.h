@@ -13,13 +13,14 @@ public:
     ~CCategories() override = default;
     int CompareFunc(CDListNode* a, CDListNode* b) override;
 
-    void LoadAll();
     // A category with a free id, not linked and not stored.
     CCategory* CreateNew();
     // The category with this id, or the first one when there is none.
-    CCategory* GetCategory(int id);
+    CCategory* GetCategory(int id) const;
+    // The category with exactly this id, or null.
+    CCategory* byId(int id) const;
     // The first category whose name equals `name` ignoring case.
-    CCategory* find(const QString& name);
+    CCategory* find(const QString& name) const;
 
     CCategory* first() const { return static_cast<CCategory*>(head); }
     static CCategory* nextOf(CCategory* c) { return static_cast<CCategory*>(c->next); }

@@ -1,8 +1,5 @@
 #include "vault/category.h"
 
-#include "vault/appfile.h"
-#include "vault/keyplan.h"
-#include "storage/cxfile.h"
 #include "storage/le32.h"
 
 #include <cstring>
@@ -35,18 +32,6 @@ constexpr int OffName = 40;
 constexpr int OffLabels = 72;
 
 } // namespace
-
-bool CCategory::WriteRecord()
-{
-    // Higher ids would land on the record marker and the records.
-    if (!_AppFile || id < 0 || id > KeyPlan::MaxCategoryId)
-        return false;
-    char bytes[StoredSize];
-    Encode(bytes);
-    if (!_AppFile->AddRecord(KeyPlan::CategoryKey(id), bytes, StoredSize))
-        _AppFile->UpdateRecord(bytes, StoredSize);
-    return true;
-}
 
 void CCategory::Encode(char out[StoredSize]) const
 {

@@ -18,10 +18,6 @@ public:
     QString name;
     QString labels[6];
 
-    // Stores the category in the application's record file. False (and
-    // nothing written) when there is no file or the id is outside 0..KeyPlan::MaxCategoryId.
-    bool WriteRecord();
-
     // The 264-byte stored form, and back. Decoding reads at most `size`
     // bytes; missing bytes count as zero and unterminated texts are cut.
     void Encode(char out[StoredSize]) const;

@@ -1,6 +1,5 @@
 #include "vault/defaultdb.h"
 
-#include "vault/appfile.h"
 #include "vault/keyplan.h"
 #include "vault/category.h"
 #include "storage/cxfile.h"
@@ -33,16 +32,15 @@ const DefaultCategory dfltCats[] = {
 
 } // namespace
 
-void CreateDefaultDatabase()
+bool CreateDefaultDatabase(CxFile& file)
 {
-    if (!_AppFile)
-        return;
     // The markers let a load find the first key of each range; an existing
     // marker is left as it is.
     const char marker[1] = {0};
-    _AppFile->AddRecord(KeyPlan::CategoryMarker, marker, 1);
-    _AppFile->AddRecord(KeyPlan::RecordMarker, marker, 1);
-
+    if (!file.FindRecord(KeyPlan::CategoryMarker) && !file.AddRecord(KeyPlan::CategoryMarker, marker, 1))
+        return false;
+    if (!file.FindRecord(KeyPlan::RecordMarker) && !file.AddRecord(KeyPlan::RecordMarker, marker, 1))
+        return false;
     for (const DefaultCategory& row : dfltCats) {
         CCategory c;
         c.id = row.id;
@@ -51,6 +49,13 @@ void CreateDefaultDatabase()
         c.name = QString::fromLatin1(row.name);
         for (int i = 0; i < 6; ++i)
             c.labels[i] = QString::fromLatin1(row.labels[i]);
-        c.WriteRecord();
+        char bytes[CCategory::StoredSize];
+        c.Encode(bytes);
+        const int32_t key = KeyPlan::CategoryKey(c.id);
+        const bool stored = file.FindRecord(key) ? file.UpdateRecord(bytes, CCategory::StoredSize)
+                                                 : file.AddRecord(key, bytes, CCategory::StoredSize);
+        if (!stored)
+            return false;
     }
+    return true;
 }

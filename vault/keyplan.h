@@ -6,6 +6,8 @@
 // Where everything lives in the data file. A marker is a one-byte record
 // holding 0; a load finds the first key of its range by seeking the marker.
 namespace KeyPlan {
+// The record file's signature: a file without it is not ours.
+constexpr const char* Signature = "Vaultix0001";
 constexpr int32_t Settings = 0;
 constexpr int32_t CategoryMarker = 100;
 constexpr int32_t FirstCategory = 101;  // category id + 101

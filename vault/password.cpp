@@ -1,50 +1,46 @@
 #include "vault/password.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "crypto/fieldcrypt.h"
+#include "crypto/cipherkey.h"
+#include "crypto/wipe.h"
+
+#include <QCoreApplication>
 
 #include <cstring>
 
-namespace {
+namespace Password {
 
-// Enciphered under the password's key, this block is the stored verifier.
-const char VerifierPlain[] = "KESTR_ZU";
-
-void makeVerifier(const QString& password, unsigned char out[8])
+CCipherKey KeyFor(const QString& password)
 {
+    QByteArray latin = password.toLatin1();
+    CCipherKey key(latin);
+    if (!latin.isEmpty())
+        WipeBytes(latin.data(), std::size_t(latin.size()));
+    return key;
+}
+
+void MakeVerifier(const CCipherKey& key, unsigned char out[8])
+{
+    // Enciphered under the password's key, this block is the stored verifier.
     char block[8];
-    std::memcpy(block, VerifierPlain, 8);
-    EncryptSetPwd(password);
-    EncryptData(block, 8);
+    std::memcpy(block, "KESTR_ZU", 8);
+    key.encrypt(block, 8);
     std::memcpy(out, block, 8);
 }
 
-} // namespace
-
-void EncryptAddNewPwd(QString password)
+bool IsLatin1(const QString& password)
 {
-    unsigned char block[8];
-    makeVerifier(password, block);
-    if (!_AppCfg)
-        return;
-    std::memcpy(_AppCfg->verifier, block, 8);
-    _AppCfg->passwordLength = int32_t(password.length());
-    _AppCfg->save();
+    for (const QChar c : password) {
+        if (c.unicode() > 0xff)
+            return false;
+    }
+    return true;
 }
 
-bool CheckValidPwd(QString password)
+QString NotLatin1Text()
 {
-    unsigned char block[8];
-    makeVerifier(password, block);
-    if (!_AppCfg)
-        return false;
-    return password.length() == _AppCfg->passwordLength
-           && std::memcmp(block, _AppCfg->verifier, 8) == 0;
+    return QCoreApplication::translate("Password",
+                                       "The password may only hold characters of the Latin-1 set (Western "
+                                       "European letters, digits and signs). Nothing was changed.");
 }
 
-void LockDatabase()
-{
-    if (_AppCfg)
-        _AppCfg->locked = true;
-}
+} // namespace Password

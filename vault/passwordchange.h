@@ -3,26 +3,22 @@
 
 #include <QString>
 
-class CCategories;
-class CRecords;
+class CVault;
 
 // The decision behind the set/change password dialog, without the dialog.
+// Deciding changes nothing: the old password is checked with a scratch key.
 struct CPasswordChange
 {
     enum Status { NoChange = 0, Set = 1, Removed = 2, Changed = 3 };
-    enum Error { NoError = 0, WrongOldPassword, NewPasswordsDiffer };
+    enum Error { NoError = 0, WrongOldPassword, NewPasswordsDiffer, NotLatin1 };
 
     int status = NoChange;
     QString newPassword;
     Error error = NoError;
 
-    // Checks the old password (keying the cipher when one is set) and the
-    // confirmation; fills status, newPassword and error.
-    void Decide(const QString& oldPwd, const QString& newPwd, const QString& confirm);
+    // Checks the old password and the confirmation; fills status,
+    // newPassword and error.
+    void Decide(const CVault& vault, const QString& oldPwd, const QString& newPwd, const QString& confirm);
 };
-
-// Rewrites the protected records for the given status and new password.
-void ApplyPasswordChange(int status, const QString& newPassword, CRecords* records,
-                         CCategories* categories);
 
 #endif

@@ -1,11 +1,6 @@
 #include "vault/record.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/keyplan.h"
-#include "crypto/fieldcrypt.h"
-#include "storage/cxfile.h"
+#include "crypto/cipherkey.h"
 #include "storage/le32.h"
 
 #include <cstring>
@@ -52,7 +47,7 @@ void CRecord::FreeBuffers()
     firstField.reset();
 }
 
-void CRecord::GetDataText(int number, QString& text) const
+void CRecord::GetDataText(int number, QString& text, const CCipherKey* key) const
 {
     text.clear();
     if (number == 0) {
@@ -79,21 +74,20 @@ void CRecord::GetDataText(int number, QString& text) const
         text = QString::fromLatin1(fieldData + start, count);
         return;
     }
-    if (!_AppCfg || _AppCfg->locked) {
+    if (!key || !key->isSet()) {
         text = QString::fromLatin1(MaskedText);
         return;
     }
     const int blocks = roundUp8(fieldDataLength);
     CWipedBuffer plain{size_t(blocks)};
     std::memcpy(plain, fieldData, size_t(blocks));
-    DecryptData(plain, fieldDataLength);
+    key->decrypt(plain, fieldDataLength);
     text = QString::fromLatin1(plain + start, count);
 }
 
-void CRecord::SetDataText(const QString& t0, const QString& t1, const QString& t2,
-                          const QString& t3, const QString& t4, const QString& t5,
-                          const QString& t6)
+void CRecord::SetDataText(const QString (&texts)[TextCount], const CCipherKey* key)
 {
+    const QString& t0 = texts[0];
     FreeBuffers();
 
     QByteArray first = t0.toLatin1();
@@ -104,11 +98,10 @@ void CRecord::SetDataText(const QString& t0, const QString& t1, const QString& t
     firstField[firstFieldLength] = '\0';
     wipe(first);
 
-    const QString* texts[6] = {&t1, &t2, &t3, &t4, &t5, &t6};
     QByteArray plain[6];
     int total = 0;
     for (int i = 0; i < 6; ++i) {
-        plain[i] = texts[i]->toLatin1();
+        plain[i] = texts[i + 1].toLatin1();
         fieldLength[i] = int(plain[i].size());
         total += fieldLength[i];
     }
@@ -121,57 +114,18 @@ void CRecord::SetDataText(const QString& t0, const QString& t1, const QString& t
         at += int(bytes.size());
         wipe(bytes);
     }
-    if (encrypted)
-        EncryptData(fieldData, fieldDataLength);
+    if (encrypted && key)
+        key->encrypt(fieldData, fieldDataLength);
 }
 
-void CRecord::WriteRecord(bool update)
+void CRecord::EncryptRecord(const CCipherKey& key)
 {
-    if (!_AppFile)
-        return;
-    const QByteArray bytes = Encode();
-    if (update && _AppFile->FindRecord(key)) {
-        _AppFile->UpdateRecord(bytes.constData(), int32_t(bytes.size()));
-        return;
-    }
-    // The smallest free key from the record marker on. Keys come back in ascending
-    // order, so one walk finds the first gap without probing key by key.
-    int32_t free = KeyPlan::RecordMarker;
-    if (_AppFile->FindRecord(free)) {
-        ++free;
-        int32_t k = 0;
-        while (_AppFile->FindNextRecord() && _AppFile->ReadRecordKey(k) && k == free)
-            ++free;
-        // Where the add puts a key that falls between two index blocks
-        // depends on where the cursor stands, so end as probing key by key
-        // would: on the last key in use, then the failed probe of the free one.
-        _AppFile->FindRecord(free - 1);
-        _AppFile->FindRecord(free);
-    }
-    if (_AppFile->AddRecord(free, bytes.constData(), int32_t(bytes.size())))
-        key = free;
+    key.encrypt(fieldData, fieldDataLength);
 }
 
-bool CRecord::EncryptRecord(CCategories* categories)
+void CRecord::DecryptRecord(const CCipherKey& key)
 {
-    return Recipher(categories, EncryptData);
-}
-
-bool CRecord::DecryptRecord(CCategories* categories)
-{
-    return Recipher(categories, DecryptData);
-}
-
-bool CRecord::Recipher(CCategories* categories, void (*cipher)(char*, int))
-{
-    if (!categories)
-        return false;
-    CCategory* c = categories->GetCategory(category);
-    if (!c || !c->isProtected)
-        return false;
-    if (fieldData)
-        cipher(fieldData, fieldDataLength);
-    return true;
+    key.decrypt(fieldData, fieldDataLength);
 }
 
 QByteArray CRecord::Encode() const

@@ -4,12 +4,12 @@
 #include "vault/dlist.h"
 #include "crypto/wipe.h"
 
+class CCipherKey;
+
 #include <QByteArray>
 #include <QString>
 
-class CCategories;
-
-// One stored secret: field 1 in plain, fields 2 to 6 and the note held in one
+// One stored secret, as plain data (the vault stores it): field 1 in plain, fields 2 to 6 and the note held in one
 // buffer that is enciphered as a whole while `encrypted` is true.
 class CRecord : public CDListNode
 {
@@ -31,13 +31,15 @@ public:
     int key = -1;
     bool encrypted = false;
 
-    // Text 0 is field 1, 1 to 5 fields 2 to 6, 6 the note.
-    void GetDataText(int number, QString& text) const;
-    void SetDataText(const QString& t0, const QString& t1, const QString& t2, const QString& t3,
-                     const QString& t4, const QString& t5, const QString& t6);
-    void WriteRecord(bool update);
-    bool EncryptRecord(CCategories* categories);
-    bool DecryptRecord(CCategories* categories);
+    // Text 0 is field 1, 1 to 5 fields 2 to 6, 6 the note. An enciphered
+    // text is deciphered with `key` into a wiped copy; without a key (the
+    // data is locked) it reads as "******".
+    void GetDataText(int number, QString& text, const CCipherKey* key) const;
+    // Stores the texts; enciphers them with `key` when `encrypted` is set.
+    void SetDataText(const QString (&texts)[TextCount], const CCipherKey* key);
+    // Runs the cipher over the field data in place.
+    void EncryptRecord(const CCipherKey& key);
+    void DecryptRecord(const CCipherKey& key);
 
     // The stored form, and back from `size` bytes of a possibly damaged record.
     QByteArray Encode() const;
@@ -46,8 +48,6 @@ public:
 private:
     // Wipes the texts before their memory goes back.
     void FreeBuffers();
-    // Runs the cipher over the field data when the category is protected.
-    bool Recipher(CCategories* categories, void (*cipher)(char*, int));
 };
 
 #endif

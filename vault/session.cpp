@@ -1,9 +1,6 @@
 #include "vault/session.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/records.h"
+#include "vault/keyplan.h"
 #include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
 #include "storage/cxjournal.h"
@@ -20,6 +17,13 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+namespace {
+
+// Blocks of the record file; a new file gets version 1.0.
+constexpr unsigned BlockSize = 128;
+
+} // namespace
+
 CSession::CSession(const QString& dataFile)
     : m_path(dataFile)
 {
@@ -35,12 +39,12 @@ QString CSession::journalText(int state, bool done) const
     const QString journal = m_path + QStringLiteral("-journal");
     switch (state) {
     case CxJournal::Hot:
-        return done ? QString("A change to %1 was interrupted; it has been undone.").arg(m_path)
-                    : QString("A change to %1 was interrupted and is to be undone.").arg(m_path);
+        return done ? tr("A change to %1 was interrupted; it has been undone.").arg(m_path)
+                    : tr("A change to %1 was interrupted and is to be undone.").arg(m_path);
     case CxJournal::Torn:
-        return QString("%1 is incomplete and was not used.").arg(journal);
+        return tr("%1 is incomplete and was not used.").arg(journal);
     case CxJournal::Foreign:
-        return QString("%1 belongs to another file and was not used.").arg(journal);
+        return tr("%1 belongs to another file and was not used.").arg(journal);
     default:
         return QString();
     }
@@ -55,23 +59,23 @@ CSession::Probe CSession::probe(QString* problem) const
     const QFileInfo info(m_path);
     if (!info.exists() && !info.isSymLink()) {
         if (!info.absoluteDir().exists()) {
-            say(QString("The folder %1 does not exist.").arg(info.absolutePath()));
+            say(tr("The folder %1 does not exist.").arg(info.absolutePath()));
             return NoFolder;
         }
         return Missing;
     }
     if (info.isDir()) {
-        say(QString("%1 is a folder.").arg(m_path));
+        say(tr("%1 is a folder.").arg(m_path));
         return Unreadable;
     }
     QFile file(m_path);
     if (!file.open(QIODevice::ReadOnly)) {
-        say(QString("%1 cannot be read: %2.").arg(m_path, file.errorString()));
+        say(tr("%1 cannot be read: %2.").arg(m_path, file.errorString()));
         return Unreadable;
     }
     const QByteArray bytes = file.readAll();
     if (file.error() != QFileDevice::NoError) {
-        say(QString("%1 cannot be read: %2.").arg(m_path, file.errorString()));
+        say(tr("%1 cannot be read: %2.").arg(m_path, file.errorString()));
         return Unreadable;
     }
     m_journalReport.clear();
@@ -82,7 +86,7 @@ CSession::Probe CSession::probe(QString* problem) const
     // been rolled back.
     CxJournal journal;
     const QByteArray name = QFile::encodeName(m_path);
-    const CxJournal::State state = CxFile::InspectJournal(name.constData(), _AppSignature, &journal);
+    const CxJournal::State state = CxFile::InspectJournal(name.constData(), KeyPlan::Signature, &journal);
     m_journalReport = journalText(state, false);
     std::vector<unsigned char> image(bytes.begin(), bytes.end());
     if (state == CxJournal::Hot)
@@ -90,18 +94,18 @@ CSession::Probe CSession::probe(QString* problem) const
     const QByteArray current(reinterpret_cast<const char*>(image.data()), qsizetype(image.size()));
     std::fill(image.begin(), image.end(), 0);
 
-    CxFile engine(_AppSignature);
+    CxFile engine(KeyPlan::Signature);
     const int code = engine.OpenReadOnly(QFile::encodeName(m_path).constData());
     engine.Close();
     if (code == -3) {
-        say(QString("%1 is not a Vaultix data file.").arg(m_path));
+        say(tr("%1 is not a Vaultix data file.").arg(m_path));
         return Foreign;
     }
     if (code != 0) {
-        say(QString("%1 cannot be opened for reading.").arg(m_path));
+        say(tr("%1 cannot be opened for reading.").arg(m_path));
         return Unreadable;
     }
-    CxFileCheck check(current, _AppSignature);
+    CxFileCheck check(current, KeyPlan::Signature);
     if (!check.run()) {
         say(check.problems().join(u'\n'));
         return Damaged;
@@ -117,13 +121,13 @@ bool CSession::lock(QString* error)
     const int fd = ::open(name.constData(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0) {
         if (error)
-            *error = QString("%1 cannot be opened: %2.").arg(m_path, QString::fromLocal8Bit(std::strerror(errno)));
+            *error = tr("%1 cannot be opened: %2.").arg(m_path, QString::fromLocal8Bit(std::strerror(errno)));
         return false;
     }
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         ::close(fd);
         if (error)
-            *error = QString("%1 is already in use by another Vaultix.").arg(m_path);
+            *error = tr("%1 is already in use by another Vaultix.").arg(m_path);
         return false;
     }
     m_lockFd = fd;
@@ -158,34 +162,30 @@ bool CSession::open(bool acceptDamaged, QString* error)
             *error = problem;
         return false;
     }
-    _AppFile = new CxFile(_AppSignature);
+    m_file = std::make_unique<CxFile>(KeyPlan::Signature);
     const QByteArray name = QFile::encodeName(m_path);
     const bool exists = found == Sound || found == Damaged;
-    // An existing file is opened here, never by the settings, which would
-    // create a new file over one that failed to open.
     if (exists) {
-        const int code = m_readOnly ? _AppFile->OpenReadOnly(name.constData()) : _AppFile->Open(name.constData());
-        const CxJournal::State state = _AppFile->journalState();
+        const int code = m_readOnly ? m_file->OpenReadOnly(name.constData()) : m_file->Open(name.constData());
+        const CxJournal::State state = m_file->journalState();
         if (code != 0) {
-            const bool hot = CxFile::InspectJournal(name.constData(), _AppSignature) == CxJournal::Hot;
+            const bool hot = CxFile::InspectJournal(name.constData(), KeyPlan::Signature) == CxJournal::Hot;
             if (error)
-                *error = hot ? QString("A change to %1 was interrupted, and it cannot be undone because the file "
-                                       "cannot be written.")
+                *error = hot ? tr("A change to %1 was interrupted, and it cannot be undone because the file "
+                                  "cannot be written.")
                                    .arg(m_path)
-                             : QString("%1 cannot be opened for reading and writing.").arg(m_path);
+                             : tr("%1 cannot be opened for reading and writing.").arg(m_path);
             close();
             return false;
         }
         m_journalReport = journalText(state, !m_readOnly);
         if (state == CxJournal::Hot && m_readOnly)
-            m_journalReport = QString("A change to %1 was interrupted; it is shown as before that change.")
-                                  .arg(m_path);
+            m_journalReport = tr("A change to %1 was interrupted; it is shown as before that change.").arg(m_path);
+        return true;
     }
-    _AppCfg = new CvxConfig(m_path);
-    if (!_AppFile->isOpen()) {
+    if (m_file->Create(name.constData(), BlockSize, 1, 0) != 0) {
         if (error)
-            *error = exists ? QString("%1 cannot be opened for reading and writing.").arg(m_path)
-                            : QString("%1 cannot be created.").arg(m_path);
+            *error = tr("%1 cannot be created.").arg(m_path);
         close();
         return false;
     }
@@ -194,35 +194,14 @@ bool CSession::open(bool acceptDamaged, QString* error)
 
 bool CSession::isOpen() const
 {
-    return _AppFile && _AppFile->isOpen() && _AppCfg;
-}
-
-void CSession::loadCollections()
-{
-    m_categories = std::make_unique<CCategories>();
-    m_records = std::make_unique<CRecords>();
-    m_categories->LoadAll();
-    m_records->LoadAll(m_categories.get());
+    return m_file && m_file->isOpen();
 }
 
 void CSession::close()
 {
-    if (m_records)
-        m_records->DeleteAll();
-    if (m_categories)
-        m_categories->DeleteAll();
-    m_records.reset();
-    m_categories.reset();
-    if (_AppCfg) {
-        if (m_saveOnClose && !m_readOnly && _AppFile && _AppFile->isOpen())
-            _AppCfg->save();
-        delete _AppCfg;
-        _AppCfg = nullptr;
-    }
-    if (_AppFile) {
-        _AppFile->Close();
-        delete _AppFile;
-        _AppFile = nullptr;
+    if (m_file) {
+        m_file->Close();
+        m_file.reset();
     }
     if (m_lockFd >= 0) {
         ::close(m_lockFd);

@@ -1,20 +1,20 @@
 #ifndef VAULTIX_VAULT_SESSION_H
 #define VAULTIX_VAULT_SESSION_H
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <memory>
 
-class CCategories;
-class CRecords;
+class CxFile;
 
-// One run of Vaultix on one data file: the record file and the settings
-// opened in the documented order (record file object, then settings, whose
-// loading opens or creates the file), and closed in the reverse order
-// (settings saved and freed, then the file). The application, the tool and
-// the tests all start and end their work through this class.
+// The record file of one run: looked at before anything is written, locked
+// against a second writer, opened (or created), closed. The vault opens its
+// file through this class.
 class CSession
 {
+    Q_DECLARE_TR_FUNCTIONS(CSession)
+
 public:
     // What is at the path before anything is opened; nothing is written.
     enum Probe {
@@ -47,8 +47,7 @@ public:
     // "<name>.damaged-YYYYMMDD-HHMMSS"; the copy's path, or empty on failure.
     QString saveDamagedCopy() const;
 
-    // Creates _AppFile and _AppCfg; the settings' load opens the file, or
-    // creates it with the default settings and categories. Refuses (false,
+    // Opens the record file, or creates an empty one. Refuses (false,
     // nothing written) unless the probe says Missing, Empty or Sound, or
     // Damaged with `acceptDamaged`.
     bool open(bool acceptDamaged = false, QString* error = nullptr);
@@ -63,22 +62,16 @@ public:
     // file, is never used.
     const QString& journalReport() const { return m_journalReport; }
 
-    // Whether close() saves the settings, as the application does at its
-    // end; read-only users turn it off so that they never write.
-    void setSaveOnClose(bool save) { m_saveOnClose = save; }
     // Read-only users open an existing file for reading only, so that it
     // works on a file they may not write and nothing can be written to it;
-    // a missing or empty file is still created. Implies no save on close.
+    // a missing or empty file is still created.
     void setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
-    // Loads the category and record collections, for callers that do not
-    // keep their own (the tool, tests). Needs open().
-    void loadCollections();
-    CCategories* categories() const { return m_categories.get(); }
-    CRecords* records() const { return m_records.get(); }
+    // The open record file; null before open() and after close().
+    CxFile* file() const { return m_file.get(); }
+    bool isReadOnly() const { return m_readOnly; }
 
-    // Frees the collections, saves (unless turned off) and frees the settings, closes and frees
-    // the record file, and drops the lock. Safe to call twice.
+    // Closes and frees the record file and drops the lock. Safe to call twice.
     void close();
 
 private:
@@ -86,12 +79,10 @@ private:
 
     QString m_path;
     int m_lockFd = -1;
-    bool m_saveOnClose = true;
     bool m_readOnly = false;
     Probe m_lastProbe = Missing;
     mutable QString m_journalReport;
-    std::unique_ptr<CCategories> m_categories;
-    std::unique_ptr<CRecords> m_records;
+    std::unique_ptr<CxFile> m_file;
 };
 
 #endif

@@ -1,16 +1,9 @@
 #include "vault/vxconfig.h"
 
-#include "vault/appglobals.h"
-#include "vault/defaultdb.h"
-#include "vault/keyplan.h"
-#include "storage/readcurrent.h"
 #include "platform/global.h"
-#include "storage/cxfile.h"
 #include "storage/le32.h"
 
-#include <QByteArray>
 #include <QDir>
-#include <QFile>
 
 #include <cstring>
 
@@ -31,42 +24,13 @@ constexpr int OffPwdLength = 52;
 constexpr int OffCleartext = 64;
 constexpr int OffWarning = 68;
 
-constexpr unsigned BlockSize = 128;
-
 const char* const IconFolder = "/pics/korel/icons.18x14/";
 
 } // namespace
 
 CvxConfig::CvxConfig()
-    : CvxConfig(Global::applicationFileName(QStringLiteral("Vaultix"), QStringLiteral("Vaultix.Dat")))
 {
-}
-
-CvxConfig::CvxConfig(const QString& file)
-    : dataFile(file)
-{
-    InitialState();
     BuildIconNames();
-    load();
-}
-
-CvxConfig::CvxConfig(NoFile)
-{
-    InitialState();
-    BuildIconNames();
-}
-
-void CvxConfig::InitialState()
-{
-    firstWord = 0;
-    colourOdd = QColor();
-    colourEven = QColor();
-    autolockMinutes = 0;
-    std::memset(verifier, 0, sizeof verifier);
-    passwordLength = 0;
-    showNoPwdWarning = false;
-    cleartextPwd = false;
-    locked = true;
 }
 
 void CvxConfig::SetDefaults()
@@ -92,36 +56,6 @@ void CvxConfig::BuildIconNames()
         const int dot = f.indexOf(QLatin1Char('.'));
         iconNames << (dot > 0 ? f.left(dot) : f);
     }
-}
-
-void CvxConfig::load()
-{
-    if (!_AppFile)
-        return;
-    const QByteArray path = QFile::encodeName(dataFile);
-    // A file opened beforehand (read-only, by the session) is used as it is.
-    if (!_AppFile->isOpen() && _AppFile->Open(path.constData()) != 0)
-        _AppFile->Create(path.constData(), BlockSize, 1, 0);
-
-    if (!_AppFile->FindRecord(KeyPlan::Settings)) {
-        SetDefaults();
-        save();
-        CreateDefaultDatabase();
-        return;
-    }
-    QByteArray buffer;
-    ReadCurrentRecord(*_AppFile, buffer);
-    Decode(buffer.constData(), int(buffer.size()));
-}
-
-void CvxConfig::save()
-{
-    if (!_AppFile)
-        return;
-    char bytes[StoredSize];
-    Encode(bytes);
-    if (!_AppFile->AddRecord(KeyPlan::Settings, bytes, StoredSize))
-        _AppFile->UpdateRecord(bytes, StoredSize);
 }
 
 bool CvxConfig::hasPassword() const

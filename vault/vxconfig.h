@@ -7,20 +7,19 @@
 #include <QString>
 #include <QStringList>
 
-// The settings, stored as one 88-byte record under key 0 of the data file.
-// Loading them is what opens (or creates) that file.
+// The settings, stored as one 88-byte record under key 0 of the data file;
+// the vault reads and writes them.
 class CvxConfig
 {
 public:
     static constexpr int StoredSize = 88;
 
-    // Opens the application's data file.
+    // The state before any file is read: no colours, no password; the icon
+    // list is read from the installed pictures.
     CvxConfig();
-    // Opens the given data file instead (the command-line tool, tests).
-    explicit CvxConfig(const QString& dataFile);
 
-    void load();
-    void save();
+    // What a new data file starts with.
+    void SetDefaults();
     // The eight verifier bytes summed modulo 256 are not zero.
     bool hasPassword() const;
     // Some verifier byte is not zero (the other test, kept on purpose).
@@ -35,22 +34,11 @@ public:
     bool showNoPwdWarning = false;
     bool cleartextPwd = false;
     QStringList iconNames;
-    bool locked = true;
-
-    QString dataFile;
 
     void Encode(char out[StoredSize]) const;
     void Decode(const char* data, int size);
 
-protected:
-    // Initial state and icon list only; opens no file. For code that needs
-    // a settings object without a data file behind it.
-    struct NoFile {};
-    explicit CvxConfig(NoFile);
-
 private:
-    void InitialState();
-    void SetDefaults();
     void BuildIconNames();
 };
 

@@ -1,3 +1,0 @@
-#include "vault/appglobals.h"
-
-CvxConfig* _AppCfg = nullptr;
