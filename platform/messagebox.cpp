@@ -49,6 +49,11 @@ void CMessageBox::warning(QWidget* parent, const QString& caption, const QString
     ask(parent, QMessageBox::Warning, caption, text, QMessageBox::Ok, QMessageBox::Ok, QMessageBox::Ok);
 }
 
+void CMessageBox::critical(QWidget* parent, const QString& caption, const QString& text)
+{
+    ask(parent, QMessageBox::Critical, caption, text, QMessageBox::Ok, QMessageBox::Ok, QMessageBox::Ok);
+}
+
 bool CMessageBox::question(QWidget* parent, const QString& caption, const QString& text, QMessageBox::Icon icon)
 {
     return ask(parent, icon, caption, text, QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes, QMessageBox::No)

@@ -18,6 +18,8 @@ public:
     static void information(QWidget* parent, const QString& caption, const QString& text);
     // Error or result: warning icon, one OK button.
     static void warning(QWidget* parent, const QString& caption, const QString& text);
+    // A change that could not be stored: critical icon, one OK button.
+    static void critical(QWidget* parent, const QString& caption, const QString& text);
     // Question: Yes (default) and No (escape); true when Yes was chosen.
     static bool question(QWidget* parent, const QString& caption, const QString& text,
                          QMessageBox::Icon icon = QMessageBox::Question);

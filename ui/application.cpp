@@ -1,7 +1,5 @@
 #include "ui/application.h"
 
-#include "ui/shell.h"
-
 #include <QEvent>
 
 CApplication::CApplication(int& argc, char** argv)
@@ -16,7 +14,7 @@ bool CApplication::eventFilter(QObject* watched, QEvent* event)
     case QEvent::MouseButtonPress:
     case QEvent::KeyPress:
     case QEvent::Wheel:
-        RestartAutolockTimout();
+        emit signalUserActivity();
         break;
     default:
         break;

@@ -1,6 +1,6 @@
 #include "ui/catcombo.h"
 
-#include "vault/categories.h"
+#include "vault/vault.h"
 #include "ui/vxlistview.h"
 
 CCatCombo::CCatCombo(CvxListView* list, QWidget* parent, int width)

@@ -4,6 +4,7 @@
 #include <QComboBox>
 
 class CCategories;
+class CVault;
 class CvxListView;
 
 // The category filter on the tool bar: "All", then every category by name.
@@ -24,7 +25,7 @@ public slots:
     void slotItemChanged(int index);
 
 private:
-    CCategories* m_categories;
+    const CCategories* m_categories;
 };
 
 #endif

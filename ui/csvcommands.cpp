@@ -1,11 +1,11 @@
 #include "ui/csvcommands.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
 #include "ui/dlgfileopen.h"
 #include "platform/messagebox.h"
+#include "ui/shell.h"
+#include "vault/vault.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -23,18 +23,13 @@ QString Caption(bool import)
     return import ? tr("Import") : tr("Export");
 }
 
-bool Locked()
-{
-    return _AppCfg && _AppCfg->locked && _AppCfg->hasPassword();
-}
-
 // Writing a CSV over the open data file would destroy it.
-bool IsDataFile(const QString& name)
+bool IsDataFile(const QString& name, const QString& dataFile)
 {
-    if (!_AppCfg || _AppCfg->dataFile.isEmpty())
+    if (dataFile.isEmpty())
         return false;
     const QFileInfo a(name);
-    const QFileInfo b(_AppCfg->dataFile);
+    const QFileInfo b(dataFile);
     return a.exists() && b.exists() && a.canonicalFilePath() == b.canonicalFilePath();
 }
 
@@ -50,7 +45,7 @@ bool ChooseFile(QWidget* parent, bool import, QString& name)
 
 } // namespace
 
-bool CheckFileName(QString& name, bool import, QWidget* parent)
+bool CheckFileName(QString& name, bool import, QWidget* parent, const QString& dataFile)
 {
     const QString caption = Caption(import);
     if (name.isEmpty()) {
@@ -72,7 +67,7 @@ bool CheckFileName(QString& name, bool import, QWidget* parent)
     }
     if (!info.exists() && !info.isSymLink())
         return true;
-    if (IsDataFile(name)) {
+    if (IsDataFile(name, dataFile)) {
         CMessageBox::warning(parent, caption, tr("The file you have specified\nholds the Vaultix data."));
         return false;
     }
@@ -94,9 +89,9 @@ void DisplayResults(bool import, int count, QWidget* parent)
     CMessageBox::warning(parent, Caption(import), text.arg(count));
 }
 
-bool importFromCSV(QWidget* parent, CCategories* categories, CRecords* records)
+bool importFromCSV(CVault& vault, QWidget* parent)
 {
-    if (Locked()) {
+    if (vault.protectedDataLocked()) {
         CMessageBox::information(parent, tr("Import"),
                                  tr("Unable to import while the data\nis locked.\nPlease unlock the data first."));
         return false;
@@ -104,22 +99,45 @@ bool importFromCSV(QWidget* parent, CCategories* categories, CRecords* records)
     QString name;
     if (!ChooseFile(parent, true, name) || !CheckFileName(name, true, parent))
         return false;
-    const int count = DoTheImport(name, categories, records);
-    DisplayResults(true, count, parent);
+    int count = 0;
+    QVector<CVault::ImportSkip> skipped;
+    const CVaultResult result = DoTheImport(name, vault, &count, &skipped);
+    if (!result.ok()) {
+        CMessageBox::critical(parent, Shell::Title(), result.error());
+        return false;
+    }
+    if (skipped.isEmpty()) {
+        DisplayResults(true, count, parent);
+    } else {
+        // Every line is accounted for: the first few skipped ones and why.
+        QStringList lines;
+        for (int i = 0; i < skipped.size() && i < 3; ++i)
+            lines << tr("Line %1: %2.").arg(skipped[i].line).arg(skipped[i].reason);
+        CMessageBox::warning(parent, Caption(true),
+                             tr("%1 records imported,\n%2 lines skipped.\n%3")
+                                 .arg(count)
+                                 .arg(skipped.size())
+                                 .arg(lines.join(QLatin1Char('\n'))));
+    }
     return count > 0;
 }
 
-void exportToCSV(QWidget* parent, CCategories* categories, CRecords* records)
+void exportToCSV(const CVault& vault, QWidget* parent)
 {
-    if (Locked()
+    if (vault.protectedDataLocked()
         && !CMessageBox::question(parent, tr("Export"),
                                   tr("The data is locked. Encrypted\nrecords will not be exported\ncorrectly.\n"
                                      "Do you still want to export?"),
                                   QMessageBox::Information))
         return;
     QString name;
-    if (!ChooseFile(parent, false, name) || !CheckFileName(name, false, parent))
+    if (!ChooseFile(parent, false, name) || !CheckFileName(name, false, parent, vault.dataFile()))
         return;
-    const int count = DoTheExport(name, categories, records);
+    int count = 0;
+    const CVaultResult result = DoTheExport(name, vault, &count);
+    if (!result.ok()) {
+        CMessageBox::critical(parent, Shell::Title(), result.error());
+        return;
+    }
     DisplayResults(false, count, parent);
 }

@@ -27,10 +27,7 @@ CdlgAbout::CdlgAbout(QWidget* parent)
     logo->setPixmap(Resource::loadPixmap(QStringLiteral("korel/logo/logo")));
     paintWhite(logo);
 
-    // The main window composes the text; a dialog shown without one (a test)
-    // composes it the same way.
-    const QString text = _TitleAndVersion.isEmpty()
-        ? QLatin1String(_Title) + QStringLiteral(" V") + QLatin1String(_Version) : _TitleAndVersion;
+    const QString text = Shell::TitleAndVersion();
     QLabel* title = makeLabel(this, text, 106, 21, 99, 16);
     title->setObjectName(QStringLiteral("title"));
     title->setAlignment(Qt::AlignCenter);

@@ -1,12 +1,10 @@
 #include "ui/dlgcategoryedit.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/records.h"
 #include "platform/messagebox.h"
 #include "platform/resource.h"
-#include "storage/cxtransaction.h"
+#include "ui/shell.h"
+#include "vault/keyplan.h"
+#include "vault/vault.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -18,29 +16,11 @@
 namespace {
 const char* const IconFolder = "korel/icons.18x14/";
 
-bool passwordSet()
-{
-    return _AppCfg && _AppCfg->hasPassword();
-}
-
-// Locked in the sense that matters here: there is a key the records would
-// need and it is not at hand.
-bool dataLocked()
-{
-    return _AppCfg && _AppCfg->locked && passwordSet();
-}
-
-QStringList iconNames()
-{
-    return _AppCfg ? _AppCfg->iconNames : QStringList();
-}
 } // namespace
 
-CdlgCategoryEdit::CdlgCategoryEdit(QWidget* parent, CRecords* records, CCategories* categories,
-                                   CCategory* category)
+CdlgCategoryEdit::CdlgCategoryEdit(CVault& vault, QWidget* parent, const CCategory* category)
     : CQPEDialog(parent, 210, 228)
-    , m_records(records)
-    , m_categories(categories)
+    , m_vault(vault)
     , m_category(category)
 {
     setWindowTitle(category ? tr("Edit Category") : tr("New Category"));
@@ -64,7 +44,7 @@ CdlgCategoryEdit::CdlgCategoryEdit(QWidget* parent, CRecords* records, CCategori
         m_labels[i]->setObjectName(QStringLiteral("label%1").arg(i + 1));
 
     // Pictures only; the names stay in the settings' list, index for index.
-    const QStringList icons = iconNames();
+    const QStringList icons = m_vault.settings().iconNames;
     int current = 0;
     for (int i = 0; i < icons.size(); ++i) {
         m_icon->addItem(QIcon(Resource::loadPixmap(QLatin1String(IconFolder) + icons[i])), QString());
@@ -97,7 +77,9 @@ QLineEdit* CdlgCategoryEdit::makeEdit(int x, int y)
 
 bool CdlgCategoryEdit::MayChangeProtection(bool wanted)
 {
-    if (!m_category || wanted == m_category->isProtected || !dataLocked())
+    // Locked in the sense that matters here: there is a key the records
+    // would need and it is not at hand.
+    if (!m_category || wanted == m_category->isProtected || !m_vault.protectedDataLocked())
         return true;
     CMessageBox::information(this, tr("Edit Category"),
                              wanted ? tr("Unable to add password\nprotection.\nPlease unlock the data first.")
@@ -107,7 +89,7 @@ bool CdlgCategoryEdit::MayChangeProtection(bool wanted)
 
 QString CdlgCategoryEdit::ChosenIcon() const
 {
-    const QStringList icons = iconNames();
+    const QStringList icons = m_vault.settings().iconNames;
     if (icons.isEmpty())
         return m_category ? m_category->icon : QString();
     const int index = m_icon->currentIndex();
@@ -116,66 +98,49 @@ QString CdlgCategoryEdit::ChosenIcon() const
 
 void CdlgCategoryEdit::accept()
 {
-    if (!m_categories || !m_records)
-        return CQPEDialog::reject();
     const QString name = m_name->text().left(MaxText);
     const bool wanted = m_protect->isChecked();
 
     // Every refusal comes before anything changes, so that a dialog
     // cancelled after one leaves the category as it was.
-    if (!m_category && m_categories->find(name)) {
+    if (!m_category && m_vault.categories().find(name)) {
         CMessageBox::information(this, tr("Edit Category"),
                                  tr("A category with this name\nalready exists.\nPlease use another name."));
         return;
     }
     if (!MayChangeProtection(wanted))
         return;
-
-    CCategory* category = m_category;
-    std::unique_ptr<CCategory> created;
-    if (!category) {
-        created.reset(m_categories->CreateNew());
-        category = created.get();
-    }
-    category->name = name;
-    for (int i = 0; i < 6; ++i)
-        category->labels[i] = m_labels[i]->text().left(MaxText);
-    category->icon = ChosenIcon();
-
-    // The records and the category's flag reach the file together, or
-    // neither does.
-    CxTransaction transaction(_AppFile);
-    // Only a real change converts: each record is enciphered or deciphered
-    // exactly once. A new category has no records yet.
-    if (created || !passwordSet() || wanted == category->isProtected)
-        category->isProtected = wanted;
-    else if (wanted) {
-        m_records->EncryptCategoryRecords(category);
-        category->isProtected = true;
-    } else {
-        m_records->DecryptCategoryRecords(category);
-        category->isProtected = false;
-    }
-
-    const bool written = category->WriteRecord();
-    transaction.commit();
-    if (!written && created) {
+    if (!m_category) {
         // Every key of the category range is taken.
-        CMessageBox::information(this, tr("New Category"), tr("There is no room for\nanother category."));
-        return;
+        const std::unique_ptr<CCategory> probe(m_vault.categories().CreateNew());
+        if (probe->id < 0 || probe->id > KeyPlan::MaxCategoryId) {
+            CMessageBox::information(this, tr("New Category"), tr("There is no room for\nanother category."));
+            return;
+        }
     }
-    // The collection stays in name order, also after a rename.
-    if (created)
-        m_categories->InsertSeq(created.release(), true);
-    else if (m_categories->count > 1) {
-        m_categories->Unlink(category);
-        m_categories->InsertSeq(category, true);
+
+    CCategory data;
+    data.id = m_category ? m_category->id : -1;
+    data.name = name;
+    for (int i = 0; i < 6; ++i)
+        data.labels[i] = m_labels[i]->text().left(MaxText);
+    data.icon = ChosenIcon();
+    data.isProtected = wanted;
+    // The vault re-enciphers the records only on a real change of
+    // protection, with the category's flag in the same transaction.
+    const CVaultResult result = m_category ? m_vault.updateCategory(data) : m_vault.addCategory(data);
+    if (!result.ok()) {
+        // The category read back from the file may be another object now.
+        m_category = nullptr;
+        CMessageBox::critical(this, Shell::Title(), result.error());
+        CQPEDialog::reject();
+        return;
     }
     CQPEDialog::accept();
 }
 
-bool CdlgCategoryEdit::RunEditor(QWidget* list, CRecords* records, CCategories* categories, CCategory* category)
+bool CdlgCategoryEdit::RunEditor(CVault& vault, QWidget* list, const CCategory* category)
 {
-    CdlgCategoryEdit dlg(list, records, categories, category);
+    CdlgCategoryEdit dlg(vault, list, category);
     return dlg.exec() == QDialog::Accepted;
 }

@@ -3,15 +3,14 @@
 
 #include "ui/qpedialog.h"
 
-class CCategories;
 class CCategory;
-class CRecords;
+class CVault;
 class QCheckBox;
 class QComboBox;
 class QLineEdit;
 
 // Creates a category or changes one: name, icon, six field labels and the
-// protection of its records. Accepting writes the category at once and,
+// protection of its records. Accepting stores the category at once and,
 // when the protection changes under a password, re-enciphers its records.
 class CdlgCategoryEdit : public CQPEDialog
 {
@@ -21,10 +20,11 @@ public:
     static constexpr int MaxText = 31;
 
     // A null category makes a new one.
-    CdlgCategoryEdit(QWidget* parent, CRecords* records, CCategories* categories, CCategory* category);
+    CdlgCategoryEdit(CVault& vault, QWidget* parent, const CCategory* category);
 
-    // The editor on a category (null: a new one). True when accepted.
-    static bool RunEditor(QWidget* list, CRecords* records, CCategories* categories, CCategory* category);
+    // The editor on a category (null: a new one). True when a change was
+    // stored.
+    static bool RunEditor(CVault& vault, QWidget* list, const CCategory* category);
 
 public slots:
     void accept() override;
@@ -36,9 +36,8 @@ private:
     bool MayChangeProtection(bool wanted);
     QString ChosenIcon() const;
 
-    CRecords* m_records;
-    CCategories* m_categories;
-    CCategory* m_category;
+    CVault& m_vault;
+    const CCategory* m_category;
     QLineEdit* m_name;
     QComboBox* m_icon;
     QLineEdit* m_labels[6];

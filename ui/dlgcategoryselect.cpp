@@ -1,21 +1,18 @@
 #include "ui/dlgcategoryselect.h"
 
-#include "vault/appfile.h"
-#include "vault/categories.h"
-#include "vault/keyplan.h"
-#include "vault/records.h"
 #include "platform/messagebox.h"
-#include "storage/cxfile.h"
 #include "ui/dlgcategoryedit.h"
+#include "ui/shell.h"
+#include "vault/vault.h"
 
 #include <QComboBox>
 #include <QPushButton>
 
 namespace {
 
-bool holdsRecords(CRecords* records, const CCategory* category)
+bool holdsRecords(const CRecords& records, const CCategory* category)
 {
-    for (CRecord* r = records->first(); r; r = CRecords::nextOf(r)) {
+    for (CRecord* r = records.first(); r; r = CRecords::nextOf(r)) {
         if (r->category == category->id)
             return true;
     }
@@ -24,32 +21,31 @@ bool holdsRecords(CRecords* records, const CCategory* category)
 
 // Refused while records of the category exist, otherwise asked. True when
 // the category is gone.
-bool deleteCategory(QWidget* list, CRecords* records, CCategories* categories, CCategory* category)
+bool deleteCategory(CVault& vault, QWidget* list, const CCategory* category)
 {
-    if (holdsRecords(records, category)) {
+    if (holdsRecords(vault.records(), category)) {
         CMessageBox::information(list, CdlgCategorySelect::tr("Deleting Category"),
-                                 CdlgCategorySelect::tr("Unable to delete the\n\"") + category->name
-                                     + CdlgCategorySelect::tr("\"\ncategory, as it contains records.")
-                                     + CdlgCategorySelect::tr("\nDelete the records first."));
+                                 CdlgCategorySelect::tr("Unable to delete the\n\"%1\"\ncategory, as it contains "
+                                                        "records.\nDelete the records first.")
+                                     .arg(category->name));
         return false;
     }
     if (!CMessageBox::question(list, CdlgCategorySelect::tr("Delete Category?"),
-                               CdlgCategorySelect::tr("Are you sure you want to delete\nthe: ") + category->name
-                                   + CdlgCategorySelect::tr("\ncategory ?"),
+                               CdlgCategorySelect::tr("Are you sure you want to delete\nthe: %1\ncategory ?")
+                                   .arg(category->name),
                                QMessageBox::Information))
         return false;
-    // A category never stored (or already gone from the file) still leaves
-    // the collection.
-    if (_AppFile && category->id >= 0 && category->id <= KeyPlan::MaxCategoryId
-        && _AppFile->FindRecord(KeyPlan::CategoryKey(category->id)))
-        _AppFile->DeleteRecord();
-    categories->Delete(category);
+    const CVaultResult result = vault.deleteCategory(category->id);
+    if (!result.ok()) {
+        CMessageBox::critical(list, Shell::Title(), result.error());
+        return false;
+    }
     return true;
 }
 
 } // namespace
 
-CdlgCategorySelect::CdlgCategorySelect(QWidget* parent, CCategories* categories)
+CdlgCategorySelect::CdlgCategorySelect(QWidget* parent, const CCategories* categories)
     : CQPEDialog(parent, 150, 112)
     , m_categories(categories)
 {
@@ -107,22 +103,20 @@ void CdlgCategorySelect::slotBtnNew()
     emit exitDlg();
 }
 
-bool CdlgCategorySelect::RunCategoryCommand(QWidget* list, CRecords* records, CCategories* categories)
+bool CdlgCategorySelect::RunCategoryCommand(CVault& vault, QWidget* list)
 {
-    if (!records || !categories)
-        return false;
-    CdlgCategorySelect chooser(list, categories);
+    CdlgCategorySelect chooser(list, &vault.categories());
     if (chooser.exec() != QDialog::Accepted)
         return false;
     CCategory* category = chooser.GetSelectedCategory();
     switch (chooser.GetSelectedAction()) {
     case EditAction:
         // Nothing to edit in an empty collection; that is not a new category.
-        return category && CdlgCategoryEdit::RunEditor(list, records, categories, category);
+        return category && CdlgCategoryEdit::RunEditor(vault, list, category);
     case NewAction:
-        return CdlgCategoryEdit::RunEditor(list, records, categories, nullptr);
+        return CdlgCategoryEdit::RunEditor(vault, list, nullptr);
     case DeleteAction:
-        return category && deleteCategory(list, records, categories, category);
+        return category && deleteCategory(vault, list, category);
     default:
         return false;
     }

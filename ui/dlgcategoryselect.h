@@ -5,7 +5,7 @@
 
 class CCategories;
 class CCategory;
-class CRecords;
+class CVault;
 class QComboBox;
 class QPushButton;
 
@@ -17,7 +17,7 @@ class CdlgCategorySelect : public CQPEDialog
 public:
     enum Action { NoAction = 0, EditAction = 1, NewAction = 2, DeleteAction = 3 };
 
-    CdlgCategorySelect(QWidget* parent, CCategories* categories);
+    CdlgCategorySelect(QWidget* parent, const CCategories* categories);
 
     // The category at `index` in the collection, or none past its end.
     void SetSelectedCategory(int index);
@@ -26,8 +26,8 @@ public:
 
     // The Category command: the chooser, then the editor or the deletion.
     // True when a category was changed, added or removed; the caller then
-    // shows all categories again and refills its filter.
-    static bool RunCategoryCommand(QWidget* list, CRecords* records, CCategories* categories);
+    // shows all categories again.
+    static bool RunCategoryCommand(CVault& vault, QWidget* list);
 
 signals:
     void exitDlg();
@@ -40,7 +40,7 @@ public slots:
 private:
     QPushButton* makeButton(const QString& text, int x, int y);
 
-    CCategories* m_categories;
+    const CCategories* m_categories;
     CCategory* m_selected = nullptr;
     int m_action = NoAction;
     QComboBox* m_combo;

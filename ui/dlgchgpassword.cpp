@@ -1,9 +1,10 @@
 #include "ui/dlgchgpassword.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
 #include "platform/messagebox.h"
+#include "ui/shell.h"
+#include "vault/password.h"
 #include "vault/passwordchange.h"
+#include "vault/vault.h"
 
 #include <QLineEdit>
 
@@ -11,14 +12,15 @@ namespace {
 constexpr int MaxPasswordLength = 32;
 }
 
-CdlgChgPassword::CdlgChgPassword(QWidget* parent)
+CdlgChgPassword::CdlgChgPassword(const CVault& vault, QWidget* parent)
     : CQPEDialog(parent, 140, 141)
+    , m_vault(vault)
 {
     setWindowTitle(tr("Set Password"));
 
     int y = 10;
     m_old = makeEntry("oldPassword", 29);
-    if (_AppCfg && _AppCfg->anyVerifierByte()) {
+    if (m_vault.settings().anyVerifierByte()) {
         makeLabel(this, tr("Old password"), 10, 10, 120, 16);
         y = 52;
     } else {
@@ -47,7 +49,7 @@ QLineEdit* CdlgChgPassword::makeEntry(const char* name, int y)
     edit->setObjectName(QLatin1String(name));
     edit->setGeometry(25, y, 90, 18);
     edit->setMaxLength(MaxPasswordLength);
-    if (!(_AppCfg && _AppCfg->cleartextPwd))
+    if (!m_vault.settings().cleartextPwd)
         edit->setEchoMode(QLineEdit::Password);
     return edit;
 }
@@ -55,7 +57,7 @@ QLineEdit* CdlgChgPassword::makeEntry(const char* name, int y)
 void CdlgChgPassword::accept()
 {
     CPasswordChange change;
-    change.Decide(m_old->text(), m_new->text(), m_confirm->text());
+    change.Decide(m_vault, m_old->text(), m_new->text(), m_confirm->text());
     m_status = change.status;
     m_newPassword = change.newPassword;
 
@@ -63,18 +65,30 @@ void CdlgChgPassword::accept()
         CMessageBox::warning(this, tr("Password Incorrect"), tr("The old password you\nentered is incorrect."));
     else if (change.error == CPasswordChange::NewPasswordsDiffer)
         CMessageBox::warning(this, tr("Password Incorrect"), tr("The new passwords you\nentered do not match."));
+    else if (change.error == CPasswordChange::NotLatin1)
+        CMessageBox::warning(this, tr("Password Incorrect"), Password::NotLatin1Text());
 
     // An error closes the dialog too: the caller acts on the status alone.
     CQPEDialog::accept();
 }
 
-int CdlgChgPassword::RunChangeFlow(QWidget* list, CRecords* records, CCategories* categories)
+QString CdlgChgPassword::GetOldPassword() const
 {
-    CdlgChgPassword dlg(list);
+    return m_old->text();
+}
+
+int CdlgChgPassword::RunChangeFlow(CVault& vault, QWidget* list)
+{
+    CdlgChgPassword dlg(vault, list);
     if (dlg.exec() != QDialog::Accepted)
         return 0;
     const int status = dlg.GetChangedPasswordStatus();
-    if (status != CPasswordChange::NoChange)
-        ApplyPasswordChange(status, dlg.GetNewPassword(), records, categories);
+    if (status == CPasswordChange::NoChange)
+        return 0;
+    const CVaultResult result = vault.changePassword(dlg.GetOldPassword(), dlg.GetNewPassword());
+    if (!result.ok()) {
+        CMessageBox::critical(list, Shell::Title(), result.error());
+        return 0;
+    }
     return status;
 }

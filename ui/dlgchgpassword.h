@@ -3,29 +3,30 @@
 
 #include "ui/qpedialog.h"
 
-class CCategories;
-class CRecords;
+class CVault;
 class QLineEdit;
 
 // Sets, changes or removes the master password. OK always closes the
-// dialog; a wrong old password or a mismatched confirmation is reported
-// and leaves the status at 0.
+// dialog; a wrong old password, a mismatched confirmation or a character
+// outside Latin-1 is reported and leaves the status at 0. Checking the old
+// password changes nothing.
 class CdlgChgPassword : public CQPEDialog
 {
     Q_OBJECT
 
 public:
-    explicit CdlgChgPassword(QWidget* parent);
+    CdlgChgPassword(const CVault& vault, QWidget* parent);
     ~CdlgChgPassword() override;
 
     // 0 nothing to do, 1 set, 2 removed, 3 changed.
     int GetChangedPasswordStatus() const { return m_status; }
     QString GetNewPassword() const { return m_newPassword; }
+    QString GetOldPassword() const;
 
-    // The Password command: runs the dialog and rewrites the records for
-    // the chosen change. Returns the status (0 when cancelled or nothing
-    // changed); the caller refreshes the list when it is not 0.
-    static int RunChangeFlow(QWidget* list, CRecords* records, CCategories* categories);
+    // The Password command: runs the dialog and stores the chosen change,
+    // telling the user when it cannot be stored. Returns the status (0 when
+    // cancelled, refused or nothing changed).
+    static int RunChangeFlow(CVault& vault, QWidget* list);
 
 public slots:
     void accept() override;
@@ -33,6 +34,7 @@ public slots:
 private:
     QLineEdit* makeEntry(const char* name, int y);
 
+    const CVault& m_vault;
     QLineEdit* m_old;
     QLineEdit* m_new;
     QLineEdit* m_confirm;

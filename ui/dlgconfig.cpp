@@ -2,7 +2,9 @@
 
 #include "ui/colourpushbutton.h"
 #include "ui/dlgcolourslct.h"
-#include "vault/vxconfig.h"
+#include "platform/messagebox.h"
+#include "ui/shell.h"
+#include "vault/vault.h"
 
 #include <QCheckBox>
 #include <QGroupBox>
@@ -23,7 +25,7 @@ bool pickColour(QWidget* parent, QColor& colour)
 }
 } // namespace
 
-CDlgConfig::CDlgConfig(QWidget* parent, CvxConfig* config)
+CDlgConfig::CDlgConfig(QWidget* parent, const CvxConfig* config)
     : CQPEDialog(parent, 200, 254)
     , m_colourOdd(config->colourOdd)
     , m_colourEven(config->colourEven)
@@ -99,20 +101,18 @@ void CDlgConfig::slotAutolockSpinner(int value)
     m_minutes = value;
 }
 
-void CDlgConfig::RunConfiguration(QWidget* list, CvxConfig* config)
+void CDlgConfig::RunConfiguration(CVault& vault, QWidget* list)
 {
-    if (!config)
-        return;
-    CDlgConfig dlg(list, config);
+    CDlgConfig dlg(list, &vault.settings());
     if (dlg.exec() != QDialog::Accepted)
         return;
-    config->colourOdd = dlg.GetNewColourOdd();
-    config->colourEven = dlg.GetNewColourEven();
-    config->save();
-    config->autolockMinutes = qMin(dlg.GetNewAutolockTime(), int(MaxAutolockMinutes));
-    config->save();
-    config->showNoPwdWarning = dlg.GetNoPwdWarning();
-    config->save();
-    config->cleartextPwd = dlg.GetClearTextPWd();
-    config->save();
+    CvxConfig config = vault.settings();
+    config.colourOdd = dlg.GetNewColourOdd();
+    config.colourEven = dlg.GetNewColourEven();
+    config.autolockMinutes = qMin(dlg.GetNewAutolockTime(), int(MaxAutolockMinutes));
+    config.showNoPwdWarning = dlg.GetNoPwdWarning();
+    config.cleartextPwd = dlg.GetClearTextPWd();
+    const CVaultResult result = vault.saveSettings(config);
+    if (!result.ok())
+        CMessageBox::critical(list, Shell::Title(), result.error());
 }

@@ -6,6 +6,7 @@
 #include <QColor>
 
 class CColourPushButton;
+class CVault;
 class CvxConfig;
 class QCheckBox;
 class QSpinBox;
@@ -19,7 +20,7 @@ class CDlgConfig : public CQPEDialog
 public:
     static constexpr int MaxAutolockMinutes = 99;
 
-    CDlgConfig(QWidget* parent, CvxConfig* config);
+    CDlgConfig(QWidget* parent, const CvxConfig* config);
 
     QColor GetNewColourOdd() const { return m_colourOdd; }
     QColor GetNewColourEven() const { return m_colourEven; }
@@ -28,10 +29,10 @@ public:
     bool GetNoPwdWarning() const;
     bool GetClearTextPWd() const;
 
-    // The Configuration command: runs the dialog on the settings and, when
-    // it is accepted, stores its values, saving after each. The caller
-    // redraws the list either way.
-    static void RunConfiguration(QWidget* list, CvxConfig* config);
+    // The Configuration command: runs the dialog on the vault's settings
+    // and, when it is accepted, stores its values in one change, telling
+    // the user when they cannot be stored.
+    static void RunConfiguration(CVault& vault, QWidget* list);
 
 public slots:
     void slotColourOdd();

@@ -1,8 +1,5 @@
 #include "ui/dlgpassword.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-
 #include <QLabel>
 #include <QLineEdit>
 
@@ -34,9 +31,13 @@ void CdlgPassword::makeEntry(int y)
     m_pwd = new QLineEdit(this);
     m_pwd->setObjectName(QStringLiteral("password"));
     m_pwd->setGeometry(25, y + 19, 98, 18);
-    if (!(_AppCfg && _AppCfg->cleartextPwd))
-        m_pwd->setEchoMode(QLineEdit::Password);
+    m_pwd->setEchoMode(QLineEdit::Password);
     m_pwd->setFocus();
+}
+
+void CdlgPassword::setClearText(bool clear)
+{
+    m_pwd->setEchoMode(clear ? QLineEdit::Normal : QLineEdit::Password);
 }
 
 QString CdlgPassword::GetPassword() const

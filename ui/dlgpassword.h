@@ -18,6 +18,8 @@ public:
     ~CdlgPassword() override;
 
     QString GetPassword() const;
+    // Shows what is typed (the clear-text option) instead of dots.
+    void setClearText(bool clear);
 
 private:
     void makeEntry(int y);

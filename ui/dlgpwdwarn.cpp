@@ -1,7 +1,8 @@
 #include "ui/dlgpwdwarn.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
+#include "platform/messagebox.h"
+#include "ui/shell.h"
+#include "vault/vault.h"
 
 #include <QCheckBox>
 
@@ -21,14 +22,17 @@ bool CdlgPwdWarn::GetShowWarning() const
     return m_show->isChecked();
 }
 
-void ShowNoPasswordWarning(QWidget* list)
+void ShowNoPasswordWarning(CVault& vault, QWidget* list)
 {
-    if (!_AppCfg || _AppCfg->anyVerifierByte() || !_AppCfg->showNoPwdWarning)
+    if (vault.settings().anyVerifierByte() || !vault.settings().showNoPwdWarning)
         return;
     CdlgPwdWarn dlg(list);
     dlg.exec();
-    if (!dlg.GetShowWarning()) {
-        _AppCfg->showNoPwdWarning = false;
-        _AppCfg->save();
-    }
+    if (dlg.GetShowWarning())
+        return;
+    CvxConfig settings = vault.settings();
+    settings.showNoPwdWarning = false;
+    const CVaultResult result = vault.saveSettings(settings);
+    if (!result.ok())
+        CMessageBox::critical(list, Shell::Title(), result.error());
 }

@@ -3,6 +3,7 @@
 
 #include "ui/qpedialog.h"
 
+class CVault;
 class QCheckBox;
 
 // The start-up warning that no master password is set.
@@ -22,6 +23,6 @@ private:
 
 // Shows the warning when no password is set and the setting asks for it;
 // turns the setting off (and saves it) when the user unticks the box.
-void ShowNoPasswordWarning(QWidget* list);
+void ShowNoPasswordWarning(CVault& vault, QWidget* list);
 
 #endif

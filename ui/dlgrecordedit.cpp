@@ -1,15 +1,12 @@
 #include "ui/dlgrecordedit.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/records.h"
 #include "platform/messagebox.h"
 #include "platform/resource.h"
-#include "ui/unlockdatabase.h"
-#include "storage/cxfile.h"
 #include "ui/noteedit.h"
+#include "ui/shell.h"
+#include "ui/unlockdatabase.h"
 #include "ui/vxlistview.h"
+#include "vault/vault.h"
 
 #include <QComboBox>
 #include <QIcon>
@@ -22,11 +19,6 @@ namespace {
 
 constexpr int DesignWidth = 195;
 constexpr int DesignHeight = 273;
-
-bool isLocked()
-{
-    return !_AppCfg || _AppCfg->locked;
-}
 
 // One "?" for each character Latin-1 cannot hold, a pair of UTF-16 halves
 // being one character; the record stores one byte per character.
@@ -45,12 +37,10 @@ QString latin1Safe(const QString& text)
 
 } // namespace
 
-CdlgRecordEdit::CdlgRecordEdit(QWidget* parent, CCategories* categories, CRecords* records, int categoryId,
-                               CRecord* record)
+CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, const CRecord* record)
     : CQPEDialog(parent, DesignWidth, DesignHeight)
-    , m_categories(categories)
-    , m_records(records)
-    , m_record(record)
+    , m_vault(vault)
+    , m_key(record ? record->key : -1)
     , m_editing(!record)
     , m_isNew(!record)
 {
@@ -83,7 +73,7 @@ CdlgRecordEdit::CdlgRecordEdit(QWidget* parent, CCategories* categories, CRecord
     const int wanted = record ? record->category : categoryId;
     int index = 0;
     int at = 0;
-    for (CCategory* c = categories ? categories->first() : nullptr; c; c = CCategories::nextOf(c), ++at) {
+    for (CCategory* c = m_vault.categories().first(); c; c = CCategories::nextOf(c), ++at) {
         m_category->addItem(c->name);
         if (!m_currentCategory)
             m_currentCategory = c;
@@ -97,17 +87,14 @@ CdlgRecordEdit::CdlgRecordEdit(QWidget* parent, CCategories* categories, CRecord
 
     if (record) {
         for (int i = 0; i < FieldCount; ++i) {
-            QString value;
-            record->GetDataText(i, value);
+            const QString value = m_vault.text(*record, i);
             // A stored text longer than the limit (from elsewhere) is shown
             // whole, and is not cut by merely opening it.
             if (value.size() > FieldMaxLength)
                 m_fields[i]->setMaxLength(int(value.size()));
             m_fields[i]->setText(value);
         }
-        QString note;
-        record->GetDataText(FieldCount, note);
-        m_note->setPlainText(note);
+        m_note->setPlainText(m_vault.text(*record, FieldCount));
     }
     for (int i = 0; i <= FieldCount; ++i)
         m_shown[i] = text(i);
@@ -157,14 +144,22 @@ QPushButton* CdlgRecordEdit::makeIconButton(const char* name, const QString& pic
     return button;
 }
 
-void CdlgRecordEdit::Run(CvxListView* list, CRecord* record)
+void CdlgRecordEdit::Run(CvxListView* list, const CRecord* record)
 {
-    {
-        CdlgRecordEdit dlg(list, list->categories(), list->records(), list->filter(), record);
-        dlg.exec();
-    }
-    // Whatever the result: a deleted record's row must go at once.
-    emit list->signalShowFilteredByCategory();
+    CdlgRecordEdit dlg(list->vault(), list, list->filter(), record);
+    dlg.exec();
+}
+
+const CRecord* CdlgRecordEdit::record() const
+{
+    return m_key < 0 ? nullptr : m_vault.records().find(m_key);
+}
+
+void CdlgRecordEdit::fail(const QString& error)
+{
+    CMessageBox::critical(this, Shell::Title(), error);
+    m_done = true;
+    QDialog::reject();
 }
 
 QString CdlgRecordEdit::text(int number) const
@@ -172,7 +167,7 @@ QString CdlgRecordEdit::text(int number) const
     return number < FieldCount ? m_fields[number]->text() : m_note->toPlainText();
 }
 
-void CdlgRecordEdit::UpdateFieldLabels(CCategory* category)
+void CdlgRecordEdit::UpdateFieldLabels(const CCategory* category)
 {
     if (!category)
         return;
@@ -183,8 +178,8 @@ void CdlgRecordEdit::UpdateFieldLabels(CCategory* category)
 
 void CdlgRecordEdit::slotCategoryChanged(const QString& name)
 {
-    CCategory* match = nullptr;
-    for (CCategory* c = m_categories ? m_categories->first() : nullptr; c && !match; c = CCategories::nextOf(c)) {
+    const CCategory* match = nullptr;
+    for (CCategory* c = m_vault.categories().first(); c && !match; c = CCategories::nextOf(c)) {
         if (c->name == name)
             match = c;
     }
@@ -206,7 +201,8 @@ void CdlgRecordEdit::slotBtnEdit()
 {
     if (m_editing)
         return;
-    if (isLocked() && m_record && m_record->encrypted) {
+    const CRecord* shown = record();
+    if (m_vault.isLocked() && shown && shown->encrypted) {
         CMessageBox::information(this, tr("Edit Record"),
                                  tr("Unable to edit an\nencrypted record.\nPlease unlock the data first."));
         return;
@@ -219,12 +215,11 @@ void CdlgRecordEdit::slotBtnEdit()
 
 void CdlgRecordEdit::slotBtnDelete()
 {
-    if (!m_record || m_editing)
+    const CRecord* shown = record();
+    if (!shown || m_editing)
         return;
-    QString first;
-    m_record->GetDataText(0, first);
     if (!CMessageBox::question(this, tr("Delete Record?"),
-                               tr("Are you sure you want to delete\nthe: ") + first + tr("\nrecord ?"),
+                               tr("Are you sure you want to delete\nthe: %1\nrecord ?").arg(m_vault.text(*shown, 0)),
                                QMessageBox::Information))
         return;
     m_deleteRequested = true;
@@ -253,18 +248,18 @@ void CdlgRecordEdit::finish()
 
 void CdlgRecordEdit::acceptDelete()
 {
-    if (isLocked() && m_record->encrypted
-        && !UnlockDatabase(this, parentWidget(),
+    const CRecord* shown = record();
+    if (shown && m_vault.isLocked() && shown->encrypted
+        && !UnlockDatabase(m_vault, this, parentWidget(),
                            tr("Unable to delete an\nencrypted record.\nPlease unlock the data first."))) {
         // Withdrawn: a second OK saves instead.
         m_deleteRequested = false;
         return;
     }
-    if (_AppFile && _AppFile->FindRecord(m_record->key))
-        _AppFile->DeleteRecord();
-    // Out of the collection even when the file had lost it already.
-    m_records->Delete(m_record);
-    m_record = nullptr;
+    const CVaultResult result = m_vault.deleteRecord(m_key);
+    if (!result.ok())
+        return fail(result.error());
+    m_key = -1;
     finish();
 }
 
@@ -273,9 +268,14 @@ void CdlgRecordEdit::acceptExisting()
     bool changed = false;
     for (int i = 0; i <= FieldCount && !changed; ++i)
         changed = text(i) != m_shown[i];
-    if (changed) {
-        storeTexts(m_record);
-        m_record->WriteRecord(true);
+    if (changed && record()) {
+        QString texts[FieldCount + 1];
+        takeTexts(texts);
+        const CVaultResult result = m_vault.updateRecord(m_key, texts);
+        for (QString& s : texts)
+            s.fill(QChar(' '));
+        if (!result.ok())
+            return fail(result.error());
     }
     finish();
 }
@@ -284,8 +284,8 @@ void CdlgRecordEdit::acceptNew()
 {
     // Letter case counts here.
     const QString name = m_category->currentText();
-    CCategory* category = nullptr;
-    for (CCategory* c = m_categories ? m_categories->first() : nullptr; c && !category; c = CCategories::nextOf(c)) {
+    const CCategory* category = nullptr;
+    for (CCategory* c = m_vault.categories().first(); c && !category; c = CCategories::nextOf(c)) {
         if (c->name == name)
             category = c;
     }
@@ -293,28 +293,25 @@ void CdlgRecordEdit::acceptNew()
         finish();
         return;
     }
-    const bool protect = category->isProtected && _AppCfg && _AppCfg->hasPassword();
-    if (protect && isLocked()
-        && !UnlockDatabase(this, parentWidget(),
+    const int categoryId = category->id;
+    const bool protect = category->isProtected && m_vault.hasPassword();
+    if (protect && m_vault.isLocked()
+        && !UnlockDatabase(m_vault, this, parentWidget(),
                            tr("Unable to add an\nencrypted record.\nPlease unlock the data first.")))
         return;
 
-    auto* record = new CRecord;
-    record->category = category->id;
-    record->encrypted = protect;
-    storeTexts(record);
-    record->WriteRecord(false);
-    m_records->Append(record);
-    m_record = record;
+    QString texts[FieldCount + 1];
+    takeTexts(texts);
+    const CVaultResult result = m_vault.addRecord(categoryId, texts, &m_key);
+    for (QString& s : texts)
+        s.fill(QChar(' '));
+    if (!result.ok())
+        return fail(result.error());
     finish();
 }
 
-void CdlgRecordEdit::storeTexts(CRecord* record) const
+void CdlgRecordEdit::takeTexts(QString (&texts)[FieldCount + 1]) const
 {
-    QString t[FieldCount + 1];
     for (int i = 0; i <= FieldCount; ++i)
-        t[i] = latin1Safe(text(i));
-    record->SetDataText(t[0], t[1], t[2], t[3], t[4], t[5], t[6]);
-    for (QString& s : t)
-        s.fill(QChar(' '));
+        texts[i] = latin1Safe(text(i));
 }

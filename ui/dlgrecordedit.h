@@ -5,20 +5,19 @@
 
 #include <QString>
 
-class CCategories;
 class CCategory;
 class CNoteEdit;
 class CRecord;
-class CRecords;
+class CVault;
 class CvxListView;
 class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
 
-// Views, creates, edits and deletes one record. Every change reaches the
-// record file and the record collection before the dialog closes; the
-// caller only rebuilds its list.
+// Views, creates, edits and deletes one record. Every change is stored
+// through the vault before the dialog closes; a change that cannot be
+// stored is reported and the dialog closes on what the file holds.
 class CdlgRecordEdit : public CQPEDialog
 {
     Q_OBJECT
@@ -30,14 +29,14 @@ public:
 
     // A null record makes a new one; `categoryId` (the list's filter) then
     // names the category offered first.
-    CdlgRecordEdit(QWidget* parent, CCategories* categories, CRecords* records, int categoryId, CRecord* record);
+    CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, const CRecord* record);
     ~CdlgRecordEdit() override;
 
     // The list's row tap (a record) and its New command (none): runs the
-    // dialog on the list's collections and filter, then rebuilds the list.
-    static void Run(CvxListView* list, CRecord* record);
+    // dialog on the list's vault and filter.
+    static void Run(CvxListView* list, const CRecord* record);
 
-    void UpdateFieldLabels(CCategory* category);
+    void UpdateFieldLabels(const CCategory* category);
     void UpdateControlState();
 
 public slots:
@@ -53,9 +52,13 @@ private:
     void acceptDelete();
     void acceptExisting();
     void acceptNew();
-    // Stores the seven texts into the record, Latin-1 as the file holds them.
-    void storeTexts(CRecord* record) const;
+    // The seven texts, Latin-1 as the file holds them.
+    void takeTexts(QString (&texts)[FieldCount + 1]) const;
+    // The record shown, looked up by its key: null when new or gone.
+    const CRecord* record() const;
     void finish();
+    // Reports a change that could not be stored; the dialog then closes.
+    void fail(const QString& error);
 
     QComboBox* m_category;
     QLineEdit* m_fields[FieldCount];
@@ -64,10 +67,9 @@ private:
     QPushButton* m_btnEdit;
     QPushButton* m_btnDelete;
 
-    CCategories* m_categories;
-    CCategory* m_currentCategory = nullptr;
-    CRecords* m_records;
-    CRecord* m_record;
+    CVault& m_vault;
+    const CCategory* m_currentCategory = nullptr;
+    int m_key;
     bool m_editing;
     bool m_isNew;
     bool m_deleteRequested = false;

@@ -1,38 +1,32 @@
 // Vaultix: start-up and shut-down of the application.
 
-#include "vault/appglobals.h"
-#include "vault/session.h"
 #include "platform/global.h"
-#include "ui/dlgpwdwarn.h"
 #include "ui/application.h"
-#include "ui/shell.h"
+#include "ui/dlgpwdwarn.h"
 #include "ui/startup.h"
 #include "ui/vaultixwindow.h"
 #include "ui/vxlistview.h"
-
-#include <QTimer>
+#include "vault/vault.h"
 
 int main(int argc, char** argv)
 {
     CApplication app(argc, argv);
 
-    // The record file and the settings: opened (or created) here, refused
-    // with a message when the file must not be written.
-    CSession session(Global::applicationFileName(QStringLiteral("Vaultix"), QStringLiteral("Vaultix.Dat")));
-    if (!CStartup::openDataFile(session))
+    // The data file: opened (or created) here, refused with a message when
+    // it must not be written.
+    CVault vault(Global::applicationFileName(QStringLiteral("Vaultix"), QStringLiteral("Vaultix.Dat")));
+    if (!CStartup::openDataFile(vault))
         return 1;
 
-    CVaultixWindow window(nullptr, nullptr, 0);
+    CVaultixWindow window(vault);
+    QObject::connect(&app, &CApplication::signalUserActivity, &window, &CVaultixWindow::RestartAutolockTimout);
     window.resize(240, 320);
     app.showMainWidget(&window, false);
-    RestartAutolockTimout();
-    ShowNoPasswordWarning(window.getListView());
+    window.RestartAutolockTimout();
+    ShowNoPasswordWarning(vault, window.getListView());
 
     const int code = app.exec();
-
-    // Settings saved and freed, then the record file closed; then the timer.
-    session.close();
-    delete _LockoutTimer;
-    _LockoutTimer = nullptr;
+    // Every change is stored as it is made: closing writes nothing.
+    vault.close();
     return code;
 }

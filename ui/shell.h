@@ -3,19 +3,25 @@
 
 #include <QString>
 
-class QTimer;
+// The program's name and version, the caption of every message box.
+namespace Shell {
 
-extern const char* const _Title;   // "Vaultix"
-extern const char* const _Version; // "1.0.0"
-// "Vaultix V1.0.0", composed by the main window; the caption everywhere.
-extern QString _TitleAndVersion;
+inline QString Title()
+{
+    return QStringLiteral("Vaultix");
+}
 
-// The autolock timer: runs only while the data is unlocked and an autolock
-// period is set. Made by the main window, deleted by main().
-extern QTimer* _LockoutTimer;
+inline QString Version()
+{
+    return QStringLiteral("1.0.0");
+}
 
-// Begins a full autolock period again, or leaves the timer stopped when
-// autolock is off or the data is locked. The only way the timer starts.
-void RestartAutolockTimout();
+// "Vaultix V1.0.0": the main window's caption.
+inline QString TitleAndVersion()
+{
+    return Title() + QStringLiteral(" V") + Version();
+}
+
+} // namespace Shell
 
 #endif

@@ -1,6 +1,6 @@
 #include "ui/startup.h"
 
-#include "vault/session.h"
+#include "vault/vault.h"
 #include "platform/messagebox.h"
 #include "ui/shell.h"
 
@@ -13,7 +13,7 @@ constexpr int MaxProblemLines = 3;
 
 QString caption()
 {
-    return QString::fromLatin1(_Title);
+    return Shell::Title();
 }
 
 } // namespace
@@ -25,8 +25,9 @@ QString CStartup::breakablePath(const QString& path)
     return out;
 }
 
-bool CStartup::openDataFile(CSession& session, QWidget* parent)
+bool CStartup::openDataFile(CVault& vault, QWidget* parent)
 {
+    CSession& session = vault.session();
     const QString path = session.dataFile();
     const QString shown = breakablePath(path);
     auto refuse = [&](const QString& problem) {
@@ -56,7 +57,7 @@ bool CStartup::openDataFile(CSession& session, QWidget* parent)
     // Opening looks at the file first and refuses what it must not write
     // to; only then is there anything to ask.
     QString problem;
-    if (session.open(false, &problem))
+    if (vault.open(false, &problem))
         return opened();
     if (session.lastProbe() != CSession::Damaged)
         return refuse(problem);
@@ -77,7 +78,7 @@ bool CStartup::openDataFile(CSession& session, QWidget* parent)
         return false;
     if (session.saveDamagedCopy().isEmpty())
         return refuse(tr("A copy of %1 could not be saved.").arg(path));
-    if (!session.open(true, &error))
+    if (!vault.open(true, &error))
         return refuse(error);
     return opened();
 }

@@ -4,7 +4,7 @@
 #include <QCoreApplication>
 #include <QString>
 
-class CSession;
+class CVault;
 class QWidget;
 
 // Opening the data file at start without ever writing over a file that is
@@ -19,7 +19,7 @@ class CStartup
 public:
     // True when the session is open, locked for this run. False after a
     // message box said why: the program then ends with status 1.
-    static bool openDataFile(CSession& session, QWidget* parent = nullptr);
+    static bool openDataFile(CVault& vault, QWidget* parent = nullptr);
 
     // The path with break chances after each '/', so that a message box
     // on the small screen can wrap a long one.

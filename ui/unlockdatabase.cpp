@@ -1,30 +1,33 @@
 #include "ui/unlockdatabase.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
 #include "platform/messagebox.h"
 #include "ui/dlgpassword.h"
 #include "vault/password.h"
+#include "vault/vault.h"
 
 #include <memory>
 
-bool UnlockDatabase(QWidget* parent, QWidget* second, const QString& prompt)
+bool UnlockDatabase(CVault& vault, QWidget* parent, QWidget* second, const QString& prompt)
 {
-    if (!_AppCfg || !_AppCfg->locked)
+    if (!vault.isLocked())
         return true;
     // Nothing to unlock without a password; the flag stays as it is.
-    if (!_AppCfg->anyVerifierByte())
+    if (!vault.settings().anyVerifierByte())
         return true;
 
     std::unique_ptr<CdlgPassword> dlg(prompt.isNull() ? new CdlgPassword(parent, second)
                                                       : new CdlgPassword(parent, second, prompt));
+    dlg->setClearText(vault.settings().cleartextPwd);
     for (;;) {
         if (dlg->exec() != QDialog::Accepted)
             return false;
-        if (CheckValidPwd(dlg->GetPassword())) {
-            _AppCfg->locked = false;
-            return true;
+        const QString password = dlg->GetPassword();
+        if (!Password::IsLatin1(password)) {
+            CMessageBox::warning(parent, CdlgPassword::tr("Password Incorrect"), Password::NotLatin1Text());
+            continue;
         }
+        if (vault.unlock(password))
+            return true;
         // Yes runs the same dialog again, the entry as the user left it.
         if (!CMessageBox::question(parent, CdlgPassword::tr("Password Incorrect"),
                                    CdlgPassword::tr("You have entered an incorrect\npassword would you like to\ntry again ?"),

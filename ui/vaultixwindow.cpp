@@ -1,12 +1,10 @@
 #include "ui/vaultixwindow.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
+#include "vault/vault.h"
 #include "platform/qpeapplication.h"
 #include "platform/qpemenubar.h"
 #include "platform/qpetoolbar.h"
 #include "platform/resource.h"
-#include "vault/password.h"
 #include "ui/unlockdatabase.h"
 #include "ui/catcombo.h"
 #include "ui/shell.h"
@@ -28,15 +26,11 @@ QIcon iconWithInactive(const QString& normal)
     return icon;
 }
 
-bool isLocked()
-{
-    return _AppCfg && _AppCfg->locked;
-}
-
 } // namespace
 
-CVaultixWindow::CVaultixWindow(QWidget* parent, const char* name, unsigned int flags)
+CVaultixWindow::CVaultixWindow(CVault& vault, QWidget* parent, const char* name, unsigned int flags)
     : QMainWindow(parent, Qt::WindowFlags(int(flags)))
+    , m_vault(vault)
 {
     if (name)
         setObjectName(QLatin1String(name));
@@ -44,15 +38,14 @@ CVaultixWindow::CVaultixWindow(QWidget* parent, const char* name, unsigned int f
     // A held pen is a right click; it must not offer to hide the tool bars.
     setContextMenuPolicy(Qt::NoContextMenu);
 
-    _TitleAndVersion = QLatin1String(_Title) + QStringLiteral(" V") + QLatin1String(_Version);
-    setWindowTitle(_TitleAndVersion);
+    setWindowTitle(Shell::TitleAndVersion());
 
     m_lockedText = tr("Locked");
     m_unlockedText = tr("Unlocked");
     m_lockedIcon = iconWithInactive(QStringLiteral("korel/buttons/lock"));
     m_unlockedIcon = iconWithInactive(QStringLiteral("korel/buttons/unlock"));
 
-    m_list = new CvxListView(this);
+    m_list = new CvxListView(vault, this);
     QPEApplication::setStylusOperation(m_list, QPEApplication::RightOnHold);
     setCentralWidget(m_list);
 
@@ -63,14 +56,16 @@ CVaultixWindow::CVaultixWindow(QWidget* parent, const char* name, unsigned int f
     menuBar->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     menuTools->addWidget(menuBar);
 
-    _LockoutTimer = new QTimer(this);
-    // main() deletes it before the window; whoever goes first, the global
-    // never points at a deleted timer.
-    connect(_LockoutTimer, &QObject::destroyed, [timer = _LockoutTimer] {
-        if (_LockoutTimer == timer)
-            _LockoutTimer = nullptr;
+    m_lockoutTimer = new QTimer(this);
+    m_lockoutTimer->setObjectName(QStringLiteral("lockoutTimer"));
+    connect(m_lockoutTimer, &QTimer::timeout, this, &CVaultixWindow::slotAutolockTimedOut);
+    // The lock button and the timer follow the lock, whoever changed it.
+    connect(&m_vault, &CVault::lockChanged, this, [this] {
+        RestartAutolockTimout();
+        slotUpdateLockIcon();
     });
-    connect(_LockoutTimer, &QTimer::timeout, this, &CVaultixWindow::slotAutolockTimedOut);
+    connect(&m_vault, &CVault::settingsChanged, this, &CVaultixWindow::RestartAutolockTimout);
+    connect(&m_vault, &CVault::changed, this, &CVaultixWindow::slotUpdateLockIcon);
 
     m_utility = new QMenu(tr("Utility"), this);
     m_utility->addAction(tr("Password"), m_list, &CvxListView::slotMenuPassWord);
@@ -91,7 +86,7 @@ CVaultixWindow::CVaultixWindow(QWidget* parent, const char* name, unsigned int f
     connect(m_newAction, &QAction::triggered, m_list, &CvxListView::slotNewRecord);
 
     // The button shows the present state, not the command.
-    m_lockAction = buttons->addAction(GetLockIcon(isLocked()), GetLockString(isLocked()));
+    m_lockAction = buttons->addAction(GetLockIcon(m_vault.isLocked()), GetLockString(m_vault.isLocked()));
     connect(m_lockAction, &QAction::triggered, this, &CVaultixWindow::slotBtnLock);
 
     connect(this, qOverload<int>(&CVaultixWindow::signalShowFilteredByCategory), m_list,
@@ -115,22 +110,30 @@ QIcon CVaultixWindow::GetLockIcon(bool locked) const
     return locked ? m_lockedIcon : m_unlockedIcon;
 }
 
+void CVaultixWindow::RestartAutolockTimout()
+{
+    m_lockoutTimer->stop();
+    if (m_vault.settings().autolockMinutes < 1 || m_vault.isLocked())
+        return;
+    m_lockoutTimer->setSingleShot(false);
+    m_lockoutTimer->start(m_vault.settings().autolockMinutes * 60000);
+}
+
 void CVaultixWindow::slotBtnLock()
 {
-    if (isLocked())
-        UnlockDatabase(m_list, m_list, QString());
+    if (m_vault.isLocked())
+        UnlockDatabase(m_vault, m_list, m_list, QString());
     else
-        LockDatabase();
+        m_vault.lock();
     RestartAutolockTimout();
     emit signalShowFilteredByCategory();
 }
 
 void CVaultixWindow::slotAutolockTimedOut()
 {
-    LockDatabase();
-    // Stops the timer now that the data is locked.
+    // Locking stops the timer.
+    m_vault.lock();
     RestartAutolockTimout();
-    emit signalShowFilteredByCategory();
 }
 
 void CVaultixWindow::slotUpdateCategoryCombo()
@@ -143,10 +146,10 @@ void CVaultixWindow::slotUpdateLockIcon()
 {
     if (!m_lockAction)
         return;
-    m_lockAction->setText(GetLockString(isLocked()));
-    m_lockAction->setIcon(GetLockIcon(isLocked()));
+    m_lockAction->setText(GetLockString(m_vault.isLocked()));
+    m_lockAction->setIcon(GetLockIcon(m_vault.isLocked()));
     // Without a master password there is nothing to lock.
-    m_lockAction->setEnabled(_AppCfg && _AppCfg->anyVerifierByte());
+    m_lockAction->setEnabled(m_vault.settings().anyVerifierByte());
 }
 
 void CVaultixWindow::resizeEvent(QResizeEvent* event)

@@ -6,19 +6,22 @@
 #include <QString>
 
 class CCatCombo;
+class CVault;
 class CvxListView;
 class QAction;
 class QMenu;
+class QTimer;
 
 // The main screen: the record list, the "Utility" menu, the "New" and lock
-// buttons and the category filter. It owns no data: the list holds the
-// collections and carries out every command.
+// buttons, the category filter and the autolock timer. It owns no data: the
+// vault does, and the list carries out every command.
 class CVaultixWindow : public QMainWindow
 {
     Q_OBJECT
 
 public:
-    CVaultixWindow(QWidget* parent = nullptr, const char* name = nullptr, unsigned int flags = 0);
+    explicit CVaultixWindow(CVault& vault, QWidget* parent = nullptr, const char* name = nullptr,
+                            unsigned int flags = 0);
 
     // The present state's text and picture: locked or unlocked.
     QString GetLockString(bool locked) const;
@@ -29,6 +32,11 @@ public:
     QAction* newAction() const { return m_newAction; }
     QMenu* utilityMenu() const { return m_utility; }
     CCatCombo* categoryCombo() const { return m_catCombo; }
+    QTimer* lockoutTimer() const { return m_lockoutTimer; }
+
+    // Begins a full autolock period again, or leaves the timer stopped when
+    // autolock is off or the data is locked. The only way the timer starts.
+    void RestartAutolockTimout();
 
 signals:
     void signalShowFilteredByCategory();
@@ -44,7 +52,9 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    CVault& m_vault;
     CvxListView* m_list = nullptr;
+    QTimer* m_lockoutTimer = nullptr;
     QAction* m_lockAction = nullptr;
     CCatCombo* m_catCombo = nullptr;
     QString m_lockedText;

@@ -1,17 +1,14 @@
 #include "ui/vxlistview.h"
 
-#include "vault/appglobals.h"
-#include "ui/dlgconfig.h"
-#include "vault/vxconfig.h"
 #include "ui/csvcommands.h"
-#include "vault/categories.h"
-#include "vault/records.h"
 #include "ui/dlgchgpassword.h"
+#include "ui/dlgconfig.h"
 #include "ui/dlgabout.h"
 #include "ui/dlgcategoryselect.h"
 #include "ui/dlgrecordedit.h"
 #include "ui/vxlistlook.h"
 #include "ui/vxlistviewitem.h"
+#include "vault/vault.h"
 
 #include <QHeaderView>
 #include <QMouseEvent>
@@ -27,8 +24,9 @@ constexpr int EmptyBandHeight = 16;
 
 } // namespace
 
-CvxListView::CvxListView(QWidget* parent)
+CvxListView::CvxListView(CVault& vault, QWidget* parent)
     : QTreeWidget(parent)
+    , m_vault(vault)
     , m_mainWindow(parent)
 {
     setHeader(new CListHeader(this));
@@ -59,10 +57,16 @@ CvxListView::CvxListView(QWidget* parent)
     setSortingEnabled(true);
     sortByColumn(1, Qt::AscendingOrder);
 
-    m_categories = std::make_unique<CCategories>();
-    m_records = std::make_unique<CRecords>();
-    m_categories->LoadAll();
-    m_records->LoadAll(m_categories.get());
+    // The rows follow the vault: every change, and the lock (masks).
+    connect(&m_vault, &CVault::changed, this, [this] {
+        // A filter on a category that is gone shows all again.
+        if (m_filter != -1 && !m_vault.categories().byId(m_filter))
+            m_filter = -1;
+        emit signalUpdateCategoryCombo();
+        slotShowFilteredByCategory();
+    });
+    connect(&m_vault, &CVault::lockChanged, this, qOverload<>(&CvxListView::slotShowFilteredByCategory));
+    connect(&m_vault, &CVault::settingsChanged, this, [this] { viewport()->update(); });
 
     connect(this, qOverload<int>(&CvxListView::signalShowFilteredByCategory), this,
             qOverload<int>(&CvxListView::slotShowFilteredByCategory));
@@ -87,6 +91,16 @@ CvxListView::~CvxListView()
     clear();
 }
 
+const CCategories* CvxListView::categories() const
+{
+    return &m_vault.categories();
+}
+
+const CRecords* CvxListView::records() const
+{
+    return &m_vault.records();
+}
+
 // --- Rows ---------------------------------------------------------------------
 
 void CvxListView::slotShowFilteredByCategory(int id)
@@ -104,14 +118,13 @@ void CvxListView::slotShowFilteredByCategory()
     const bool sorting = isSortingEnabled();
     setSortingEnabled(false);
     clear();
-    for (CRecord* record = m_records->first(); record; record = CRecords::nextOf(record)) {
+    for (CRecord* record = m_vault.records().first(); record; record = CRecords::nextOf(record)) {
         if (m_filter == -1 || record->category == m_filter)
             new CvxListViewItem(this, record);
     }
 
-    // The lookup falls back to the first category; only an exact id counts.
-    const CCategory* category = m_filter == -1 ? nullptr : m_categories->GetCategory(m_filter);
-    const bool labelled = category && category->id == m_filter;
+    const CCategory* category = m_filter == -1 ? nullptr : m_vault.categories().byId(m_filter);
+    const bool labelled = category != nullptr;
     const QString plain[3] = {tr("Field 1"), tr("Field 2"), tr("Field 3")};
     for (int column = 1; column <= 3; ++column)
         headerItem()->setText(column, labelled ? category->labels[column - 1] : plain[column - 1]);
@@ -147,14 +160,14 @@ void CvxListView::slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint& poi
 
 void CvxListView::slotMenuPassWord()
 {
-    if (CdlgChgPassword::RunChangeFlow(this, records(), categories()) != 0)
-        emit signalShowFilteredByCategory();
+    CdlgChgPassword::RunChangeFlow(m_vault, this);
 }
 
 void CvxListView::slotMenuCategory()
 {
-    if (!CdlgCategorySelect::RunCategoryCommand(this, records(), categories()))
+    if (!CdlgCategorySelect::RunCategoryCommand(m_vault, this))
         return;
+    // All categories again, the combo showing "All".
     m_filter = -1;
     emit signalUpdateCategoryCombo();
     emit signalShowFilteredByCategory();
@@ -162,21 +175,21 @@ void CvxListView::slotMenuCategory()
 
 void CvxListView::slotMenuOption()
 {
-    CDlgConfig::RunConfiguration(this, _AppCfg);
-    emit signalShowFilteredByCategory();
+    CDlgConfig::RunConfiguration(m_vault, this);
 }
 
 void CvxListView::slotMenuImport()
 {
-    if (!importFromCSV(this, categories(), records()))
+    if (!importFromCSV(m_vault, this))
         return;
+    m_filter = -1;
     emit signalUpdateCategoryCombo();
     emit signalShowFilteredByCategory();
 }
 
 void CvxListView::slotMenuExport()
 {
-    exportToCSV(this, categories(), records());
+    exportToCSV(m_vault, this);
 }
 
 void CvxListView::slotMenuAbout()
@@ -207,9 +220,7 @@ QColor CvxListView::StripeColour(int top) const
     // By screen position, truncated toward zero: a partly scrolled top row
     // and the row below it both get the first colour.
     const bool even = (top / StripeHeight()) % 2 == 0;
-    if (!_AppCfg)
-        return palette().color(QPalette::Base);
-    return even ? _AppCfg->colourOdd : _AppCfg->colourEven;
+    return even ? m_vault.settings().colourOdd : m_vault.settings().colourEven;
 }
 
 void CvxListView::drawRow(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const

@@ -5,15 +5,14 @@
 #include <QSize>
 #include <QTreeWidget>
 
-#include <memory>
-
 class CCategories;
 class CRecords;
+class CVault;
 class QResizeEvent;
 
 // The main screen: one row per record of the chosen category (or of all).
-// It owns the two collections, receives every menu and tool-bar command and
-// rebuilds all its rows after each one.
+// It receives every menu and tool-bar command, and rebuilds its rows
+// whenever the vault announces a change or a change of the lock.
 class CvxListView : public QTreeWidget
 {
     Q_OBJECT
@@ -21,11 +20,12 @@ class CvxListView : public QTreeWidget
 public:
     // The parent is the main window; its slotUpdateCategoryCombo() and
     // slotUpdateLockIcon(), when it has them, are connected here.
-    explicit CvxListView(QWidget* parent = nullptr);
+    explicit CvxListView(CVault& vault, QWidget* parent = nullptr);
     ~CvxListView() override;
 
-    CCategories* categories() const { return m_categories.get(); }
-    CRecords* records() const { return m_records.get(); }
+    CVault& vault() const { return m_vault; }
+    const CCategories* categories() const;
+    const CRecords* records() const;
     // The id of the category shown, or -1 for all.
     int filter() const { return m_filter; }
 
@@ -68,8 +68,7 @@ private:
     QColor StripeColour(int top) const;
     void EmitResized();
 
-    std::unique_ptr<CRecords> m_records;
-    std::unique_ptr<CCategories> m_categories;
+    CVault& m_vault;
     int m_filter = -1;
     QWidget* m_mainWindow;
 

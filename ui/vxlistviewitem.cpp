@@ -1,23 +1,20 @@
 #include "ui/vxlistviewitem.h"
 
-#include "vault/categories.h"
-#include "vault/record.h"
+#include "vault/vault.h"
 #include "platform/resource.h"
 #include "ui/vxlistview.h"
 
-CvxListViewItem::CvxListViewItem(QTreeWidget* list, CRecord* record)
+CvxListViewItem::CvxListViewItem(QTreeWidget* list, const CRecord* record)
     : QTreeWidgetItem(Type)
     , m_record(record)
 {
     // Filled in before it joins the list, so that the view hears of the
     // row once rather than once per cell.
-    const CCategory* category = m_record ? GetCategory(qobject_cast<CvxListView*>(list)) : nullptr;
+    auto* view = qobject_cast<CvxListView*>(list);
+    const CCategory* category = m_record ? GetCategory(view) : nullptr;
     if (category) {
-        QString text;
-        for (int column = 1; column <= 3; ++column) {
-            m_record->GetDataText(column - 1, text);
-            setText(column, text);
-        }
+        for (int column = 1; column <= 3; ++column)
+            setText(column, view->vault().text(*m_record, column - 1));
         if (!category->icon.isEmpty())
             setData(0, Qt::DecorationRole,
                     Resource::loadPixmap(QStringLiteral("korel/icons.18x14/") + category->icon));
@@ -32,15 +29,13 @@ CvxListViewItem::CvxListViewItem(QTreeWidget* list, CRecord* record)
         setFirstColumnSpanned(true);
 }
 
-CCategory* CvxListViewItem::GetCategory(CvxListView* list) const
+const CCategory* CvxListViewItem::GetCategory(CvxListView* list) const
 {
     if (!list)
         list = qobject_cast<CvxListView*>(treeWidget());
-    if (!m_record || !list || !list->categories() || m_record->category < 0)
+    if (!m_record || !list || m_record->category < 0)
         return nullptr;
-    // The lookup falls back to the first category; only an exact id counts.
-    CCategory* category = list->categories()->GetCategory(m_record->category);
-    return category && category->id == m_record->category ? category : nullptr;
+    return list->categories()->byId(m_record->category);
 }
 
 QString CvxListViewItem::key(int column) const

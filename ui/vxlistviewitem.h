@@ -15,18 +15,18 @@ class CvxListViewItem : public QTreeWidgetItem
 public:
     enum { Type = QTreeWidgetItem::UserType + 1 };
 
-    CvxListViewItem(QTreeWidget* list, CRecord* record);
+    CvxListViewItem(QTreeWidget* list, const CRecord* record);
 
     // The record's category, or null when it has none (or no list is known).
-    CCategory* GetCategory(CvxListView* list = nullptr) const;
-    CRecord* GetRecord() const { return m_record; }
+    const CCategory* GetCategory(CvxListView* list = nullptr) const;
+    const CRecord* GetRecord() const { return m_record; }
 
     // Upper-cased so that sorting ignores case; column 0 sorts by category name.
     QString key(int column) const;
     bool operator<(const QTreeWidgetItem& other) const override;
 
 private:
-    CRecord* m_record;
+    const CRecord* m_record;
     // Sorting asks for each key many times; a row's texts never change.
     mutable QString m_keys[4];
     mutable unsigned char m_keysMade = 0;

@@ -16,7 +16,7 @@ int CCategories::CompareFunc(CDListNode* a, CDListNode* b)
     return c > 0 ? 1 : (c < 0 ? -1 : 0);
 }
 
-CCategory* CCategories::CreateNew()
+CCategory* CCategories::CreateNew() const
 {
     auto* category = new CCategory;
     if (!head) {

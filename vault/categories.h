@@ -14,7 +14,7 @@ public:
     int CompareFunc(CDListNode* a, CDListNode* b) override;
 
     // A category with a free id, not linked and not stored.
-    CCategory* CreateNew();
+    CCategory* CreateNew() const;
     // The category with this id, or the first one when there is none.
     CCategory* GetCategory(int id) const;
     // The category with exactly this id, or null.

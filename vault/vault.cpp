@@ -286,14 +286,15 @@ void CVault::lock()
     emit lockChanged(true);
 }
 
-CVaultResult CVault::changePassword(const QString& newPassword)
+CVaultResult CVault::changePassword(const QString& oldPassword, const QString& newPassword)
 {
     const QString what = newPassword.isEmpty() ? tr("The password could not be removed.")
                                                : tr("The password could not be changed.");
     if (!Password::IsLatin1(newPassword))
         return CVaultResult::failure(tr("%1\n%2").arg(what, Password::NotLatin1Text()));
-    if (hasPassword() && (m_locked || !m_key.isSet()))
-        return CVaultResult::failure(tr("%1\nPlease unlock the data first.").arg(what));
+    if (hasPassword() && !verifyPassword(oldPassword))
+        return CVaultResult::failure(tr("%1\nThe old password is incorrect.").arg(what));
+    const CCipherKey oldKey = hasPassword() ? Password::KeyFor(oldPassword) : CCipherKey();
 
     const bool setting = !newPassword.isEmpty();
     CCipherKey newKey = setting ? Password::KeyFor(newPassword) : CCipherKey();
@@ -313,7 +314,7 @@ CVaultResult CVault::changePassword(const QString& newPassword)
             if (!c || !c->isProtected)
                 continue;
             if (r->encrypted)
-                r->DecryptRecord(m_key);
+                r->DecryptRecord(oldKey);
             if (willEncrypt)
                 r->EncryptRecord(newKey);
             r->encrypted = willEncrypt;

@@ -65,10 +65,11 @@ public:
     // Takes the key over and clears the lock when the password is right.
     [[nodiscard]] bool unlock(const QString& password);
     void lock();
-    // Sets (none yet), changes, or with an empty `newPassword` removes the
-    // master password: every protected record and the verifier in one
-    // transaction. The caller has checked the old password.
-    [[nodiscard]] CVaultResult changePassword(const QString& newPassword);
+    // Sets (none yet: `oldPassword` empty), changes, or with an empty
+    // `newPassword` removes the master password: every protected record and
+    // the verifier in one transaction. The lock stays as it is; the key
+    // becomes the new password's only when the change is stored.
+    [[nodiscard]] CVaultResult changePassword(const QString& oldPassword, const QString& newPassword);
 
     // --- Records -------------------------------------------------------------------
     // `texts`: field 1, fields 2 to 6, the note. A record of a protected
