@@ -162,7 +162,7 @@ bool CSession::open(bool acceptDamaged, QString* error)
             *error = problem;
         return false;
     }
-    m_file = std::make_unique<CxFile>(KeyPlan::Signature);
+    m_file = std::make_unique<CxFile>(KeyPlan::Signature, m_io, m_journalIo);
     const QByteArray name = QFile::encodeName(m_path);
     const bool exists = found == Sound || found == Damaged;
     if (exists) {
@@ -197,12 +197,17 @@ bool CSession::isOpen() const
     return m_file && m_file->isOpen();
 }
 
-void CSession::close()
+void CSession::closeFile()
 {
     if (m_file) {
         m_file->Close();
         m_file.reset();
     }
+}
+
+void CSession::close()
+{
+    closeFile();
     if (m_lockFd >= 0) {
         ::close(m_lockFd);
         m_lockFd = -1;

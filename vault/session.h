@@ -7,6 +7,7 @@
 #include <memory>
 
 class CxFile;
+class CxIo;
 
 // The record file of one run: looked at before anything is written, locked
 // against a second writer, opened (or created), closed. The vault opens its
@@ -67,10 +68,21 @@ public:
     // a missing or empty file is still created.
     void setReadOnly(bool readOnly) { m_readOnly = readOnly; }
 
+    // File access of the record file and its journal through stand-ins
+    // (not owned; they must outlive the session), so that a test can make
+    // the disk fail; null: the real file system.
+    void setIo(CxIo* io, CxIo* journalIo)
+    {
+        m_io = io;
+        m_journalIo = journalIo;
+    }
+
     // The open record file; null before open() and after close().
     CxFile* file() const { return m_file.get(); }
     bool isReadOnly() const { return m_readOnly; }
 
+    // Closes and frees the record file, keeping the lock (to open it again).
+    void closeFile();
     // Closes and frees the record file and drops the lock. Safe to call twice.
     void close();
 
@@ -83,6 +95,8 @@ private:
     Probe m_lastProbe = Missing;
     mutable QString m_journalReport;
     std::unique_ptr<CxFile> m_file;
+    CxIo* m_io = nullptr;
+    CxIo* m_journalIo = nullptr;
 };
 
 #endif

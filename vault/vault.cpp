@@ -149,7 +149,7 @@ CVaultResult CVault::change(const QString& what, const std::function<bool(QStrin
     // reopening plays the journal back first.
     if (!m_file->isOpen() || (done && !committed)) {
         QString error;
-        m_session.close();
+        m_session.closeFile();
         m_file = nullptr;
         if (!m_session.open(false, &error)) {
             m_records.DeleteAll();
