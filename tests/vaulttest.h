@@ -30,6 +30,11 @@ public:
 
     explicit FailingIo(Countdown& countdown) : m_countdown(countdown) {}
 
+    int open(const char* path, Mode mode) override
+    {
+        m_error = 0;
+        return CxPosixIo::open(path, mode);
+    }
     bool write(int64_t offset, const void* buffer, int64_t length) override
     {
         return pass() && CxPosixIo::write(offset, buffer, length);
@@ -102,7 +107,8 @@ inline QString vaultState(const CVault& vault)
     for (const CCategory* c = vault.categories().first(); c; c = CCategories::nextOf(c))
         out += QStringLiteral("C %1 %2 %3 %4\n").arg(c->id).arg(c->name).arg(c->isProtected).arg(c->labels[0]);
     for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r)) {
-        out += QStringLiteral("R %1 %2 %3").arg(r->key).arg(r->category).arg(r->encrypted);
+        out += QStringLiteral("R %1 %2 %3 %4").arg(r->key).arg(r->category).arg(r->encrypted)
+                   .arg(QString::fromLatin1(r->Encode().toHex()));
         for (int i = 0; i < CRecord::TextCount; ++i)
             out += u'|' + vault.text(*r, i);
         out += u'\n';

@@ -24,6 +24,7 @@ public:
 
     CCategory* first() const { return static_cast<CCategory*>(head); }
     static CCategory* nextOf(CCategory* c) { return static_cast<CCategory*>(c->next); }
+    static const CCategory* nextOf(const CCategory* c) { return static_cast<const CCategory*>(c->next); }
 };
 
 #endif

@@ -18,6 +18,7 @@ public:
 
     CRecord* first() const { return static_cast<CRecord*>(head); }
     static CRecord* nextOf(CRecord* r) { return static_cast<CRecord*>(r->next); }
+    static const CRecord* nextOf(const CRecord* r) { return static_cast<const CRecord*>(r->next); }
 };
 
 #endif
