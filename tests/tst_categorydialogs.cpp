@@ -1,27 +1,18 @@
 #include "dialogtest.h"
+#include "vaulttest.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/keyplan.h"
-#include "vault/records.h"
-#include "vault/session.h"
-#include "vault/password.h"
-#include "storage/cxfile.h"
-#include "storage/readcurrent.h"
 #include "ui/dlgcategoryedit.h"
 #include "ui/dlgcategoryselect.h"
 #include "ui/vxlistview.h"
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 
-#include <cstring>
+#include <algorithm>
+#include <iterator>
 #include <memory>
 
 namespace {
@@ -32,6 +23,20 @@ const QString NoAdd = "Edit Category|Unable to add password\nprotection.\nPlease
 
 // Ids of the default database.
 constexpr int Bank = 0, CreditCard = 1, Email = 3;
+
+struct Texts
+{
+    int category;
+    QStringList texts;
+};
+
+// Records of Bank and Credit Card (protected) and Email (not).
+const QList<Texts> Sample = {
+    {Bank, {"b1", "acct", "1234", "", "", "", "note"}},
+    {Email, {"e1", "me", "secret"}},
+    {CreditCard, {"c1", "4111", "12/30", "999"}},
+    {Bank, {"b2", "x", "", "", "", "", "a longer note than eight bytes"}},
+};
 
 QPushButton* button(QWidget* d, const QString& text)
 {
@@ -65,45 +70,30 @@ void acceptOrCancel(QDialog* d)
         QTest::keyClick(d, Qt::Key_Escape);
 }
 
-struct Texts
+void addRecords(CVault& vault, const QList<Texts>& records)
 {
-    int category;
-    QStringList texts;
-};
-
-void addRecord(int category, const QStringList& t)
-{
-    CRecord r;
-    r.category = category;
-    r.encrypted = _AppCfg->hasPassword() && (category == Bank || category == CreditCard);
-    r.SetDataText(t.value(0), t.value(1), t.value(2), t.value(3), t.value(4), t.value(5), t.value(6));
-    r.WriteRecord(false);
-}
-
-QByteArray stored(int key)
-{
-    QByteArray bytes;
-    if (_AppFile->FindRecord(key))
-        ReadCurrentRecord(*_AppFile, bytes);
-    return bytes;
-}
-
-QString storedName(int id)
-{
-    const QByteArray b = stored(KeyPlan::CategoryKey(id));
-    return b.size() < 72 ? QString() : QString::fromLatin1(b.constData() + 40, int(qstrnlen(b.constData() + 40, 32)));
-}
-
-// Everything the file holds under record keys, by key.
-QMap<int, QByteArray> storedRecords()
-{
-    QMap<int, QByteArray> out;
-    for (int key = KeyPlan::RecordMarker + 1; key < KeyPlan::RecordMarker + 20; ++key) {
-        const QByteArray b = stored(key);
-        if (!b.isEmpty())
-            out[key] = b;
+    for (const Texts& t : records) {
+        CVault::Texts texts;
+        for (int i = 0; i < CVault::TextCount; ++i)
+            texts[i] = t.texts.value(i);
+        QVERIFY(vault.addRecord(t.category, texts).ok());
     }
-    return out;
+}
+
+// The file as the next start reads it, beside the open vault.
+std::unique_ptr<CVault> reload(const TestVault& tv, const QString& password = QString())
+{
+    auto fresh = std::make_unique<CVault>(tv.path());
+    fresh->session().setReadOnly(true);
+    if (!fresh->open() || (!password.isEmpty() && !fresh->unlock(password)))
+        fresh.reset();
+    return fresh;
+}
+
+QString reloadedState(const TestVault& tv, const QString& password = QString())
+{
+    const std::unique_ptr<CVault> fresh = reload(tv, password);
+    return fresh ? vaultState(*fresh) : QStringLiteral("unreadable");
 }
 
 } // namespace
@@ -112,49 +102,43 @@ class TstCategoryDialogs : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_dir;
-    std::unique_ptr<CSession> m_session;
+    std::unique_ptr<TestVault> m_tv;
     std::unique_ptr<QWidget> m_window;
     CvxListView* m_list = nullptr;
-    int m_files = 0;
 
-    // The list loads the collections from the file, as the application does.
+    CVault& vault() { return *m_tv->vault; }
     void makeList()
     {
         m_window = std::make_unique<QWidget>();
         m_window->setGeometry(100, 50, 240, 320);
-        m_list = new CvxListView(m_window.get());
+        m_list = new CvxListView(vault(), m_window.get());
         m_list->setGeometry(0, 40, 240, 250);
         m_list->slotShowFilteredByCategory(-1);
         m_window->show();
     }
-    bool run() { return CdlgCategorySelect::RunCategoryCommand(m_list, m_list->records(), m_list->categories()); }
+    bool run() { return CdlgCategorySelect::RunCategoryCommand(vault(), m_list); }
 
-    static std::unique_ptr<CCategories> reloaded()
+    // Edit, tick or untick the protection box, OK.
+    static void toggleProtection(DialogDriver& driver, const QString& name)
     {
-        auto c = std::make_unique<CCategories>();
-        c->LoadAll();
-        return c;
+        driver.actions.push_back([name](QDialog* d) { choose(d, name, "&Edit"); });
+        driver.actions.push_back([](QDialog* d) {
+            QTest::mouseClick(d->findChild<QCheckBox*>(), Qt::LeftButton);
+            acceptOrCancel(d);
+        });
     }
 
 private slots:
-    void initTestCase()
-    {
-        qputenv("QPEDIR", VX_TEST_SOURCE_DIR);
-        CSession first(m_dir.filePath("template.dat"));
-        QVERIFY(first.open());
-    }
+    void initTestCase() { qputenv("QPEDIR", VX_TEST_SOURCE_DIR); }
     void init()
     {
-        const QString path = m_dir.filePath(QString("c%1.dat").arg(m_files++));
-        QVERIFY(QFile::copy(m_dir.filePath("template.dat"), path));
-        m_session = std::make_unique<CSession>(path);
-        QVERIFY(m_session->open());
+        m_tv = std::make_unique<TestVault>();
+        QVERIFY(m_tv->open());
     }
     void cleanup()
     {
         m_window.reset();
-        m_session.reset();
+        m_tv.reset();
     }
 
     void chooserActions_data()
@@ -173,7 +157,7 @@ private slots:
     {
         QFETCH(QString, press);
         makeList();
-        CdlgCategorySelect d(m_list, m_list->categories());
+        CdlgCategorySelect d(m_list, &vault().categories());
         QCOMPARE(d.findChild<QComboBox*>()->itemText(1), QString("Calling Card")); // collection order
 
         DialogDriver driver;
@@ -191,7 +175,7 @@ private slots:
     }
 
     // Renaming is not checked against the other names; a new name is,
-    // ignoring case.
+    // ignoring case. Every text stops at 31 characters.
     void names_data()
     {
         QTest::addColumn<QString>("command");
@@ -201,6 +185,7 @@ private slots:
         QTest::addColumn<int>("named"); // categories of that exact name in the file
         QTest::newRow("rename onto another") << "&Edit" << "Email" << true << QStringList() << 2;
         QTest::newRow("rename, last in order") << "&Edit" << "Zebra" << true << QStringList() << 1;
+        QTest::newRow("rename, 40 characters") << "&Edit" << QString(40, 'n') << true << QStringList() << 1;
         QTest::newRow("new, case differs") << "&New" << "eMAIL" << false << QStringList{Duplicate} << 0;
         QTest::newRow("new") << "&New" << "Zoo" << true << QStringList() << 1;
     }
@@ -209,47 +194,45 @@ private slots:
         QFETCH(QString, command);
         QFETCH(QString, name);
         makeList();
+        const QByteArray before = m_tv->bytes();
         DialogDriver driver;
         driver.actions.push_back([command](QDialog* d) { choose(d, "Bank", command); });
         driver.actions.push_back([name](QDialog* d) {
-            retype(d->findChild<QLineEdit*>("name"), name);
+            for (QLineEdit* edit : d->findChildren<QLineEdit*>())
+                retype(edit, edit->objectName() == "name" ? name : QString(40, 'l'));
             acceptOrCancel(d);
         });
         QTEST(run(), "changed");
         QTEST(driver.boxes, "boxes");
+        QCOMPARE(m_tv->bytes() == before, !driver.boxes.isEmpty());
 
         int named = 0;
-        for (int id = 0; id < 20; ++id)
-            named += storedName(id) == name;
+        int relabelled = 0;
+        for (const CCategory* c = vault().categories().first(); c; c = CCategories::nextOf(c)) {
+            named += c->name == name.left(31);
+            relabelled += std::all_of(std::begin(c->labels), std::end(c->labels),
+                                      [](const QString& l) { return l == QString(31, 'l'); });
+        }
         QTEST(named, "named");
-        QCOMPARE(m_list->categories()->count, 12 + (command == "&New" && driver.boxes.isEmpty()));
-        // The collection stays in name order, a renamed category included.
-        for (CCategory* c = m_list->categories()->first(); c->next; c = CCategories::nextOf(c))
-            QVERIFY(m_list->categories()->CompareFunc(c, c->next) <= 0);
-    }
+        QCOMPARE(relabelled, int(driver.boxes.isEmpty()));
+        QCOMPARE(vault().categories().count, 12 + (command == "&New" && driver.boxes.isEmpty()));
 
-    void textsAreLimited()
-    {
-        makeList();
-        const QString long40 = QString(40, 'n');
-        DialogDriver driver;
-        driver.actions.push_back([](QDialog* d) { choose(d, "Email", "&Edit"); });
-        driver.actions.push_back([long40](QDialog* d) {
-            for (QLineEdit* edit : d->findChildren<QLineEdit*>())
-                retype(edit, long40);
-            d->accept();
-        });
-        QVERIFY(run());
-        const auto fromFile = reloaded();
-        CCategory* email = fromFile->GetCategory(Email);
-        QCOMPARE(email->name, long40.left(31));
-        for (const QString& label : email->labels)
-            QCOMPARE(label, long40.left(31));
+        const std::unique_ptr<CVault> fresh = reload(*m_tv);
+        QVERIFY(fresh);
+        // Of two categories with one name, reading the file keeps the first
+        // by id: here the renamed one.
+        if (named < 2)
+            QCOMPARE(vaultState(vault()), vaultState(*fresh));
+        else
+            QCOMPARE(fresh->categories().byId(Bank)->name, name);
+        // The collection stays in name order, a renamed category included.
+        for (CCategory* c = vault().categories().first(); c->next; c = CCategories::nextOf(c))
+            QVERIFY(c->name <= CCategories::nextOf(c)->name);
     }
 
     void iconCombo_data()
     {
-        QTest::addColumn<bool>("icons"); // the settings list the installed icons
+        QTest::addColumn<bool>("icons"); // pictures installed
         QTest::addColumn<QString>("edit");
         QTest::addColumn<QString>("icon"); // stored after OK
         QTest::newRow("edit") << true << "Email" << "icon_mail";
@@ -262,103 +245,139 @@ private slots:
         QFETCH(bool, icons);
         QFETCH(QString, edit);
         QFETCH(QString, icon);
-        if (!icons)
-            _AppCfg->iconNames.clear();
-        QCOMPARE(_AppCfg->iconNames.size(), icons ? 12 : 0);
+        QTemporaryDir noPictures;
+        if (!icons) {
+            // The settings list the pictures found when the file is read.
+            qputenv("QPEDIR", noPictures.path().toLocal8Bit());
+            QVERIFY(m_tv->open());
+            qputenv("QPEDIR", VX_TEST_SOURCE_DIR);
+        }
+        const QStringList names = vault().settings().iconNames;
+        QCOMPARE(names.size(), icons ? 12 : 0);
         makeList();
         DialogDriver driver;
         driver.actions.push_back([edit](QDialog* d) { choose(d, edit, edit.isEmpty() ? "&New" : "&Edit"); });
-        driver.actions.push_back([edit, icons](QDialog* d) {
+        driver.actions.push_back([edit, icons, names](QDialog* d) {
             auto* combo = d->findChild<QComboBox*>();
             QCOMPARE(combo->count(), icons ? 12 : 0);
             QCOMPARE(combo->isEnabled(), icons);
             if (icons) {
                 QCOMPARE(combo->itemText(0), QString());
                 QVERIFY(!combo->itemIcon(0).isNull());
-                QCOMPARE(combo->currentIndex(), edit.isEmpty() ? 0 : _AppCfg->iconNames.indexOf("icon_mail"));
+                QCOMPARE(combo->currentIndex(), edit.isEmpty() ? 0 : names.indexOf("icon_mail"));
             }
             if (edit.isEmpty())
                 QTest::keyClicks(d->findChild<QLineEdit*>("name"), "Zoo");
             d->accept();
         });
         QVERIFY(run());
-        QTEST(reloaded()->find(edit.isEmpty() ? "Zoo" : edit)->icon, "icon");
+        const std::unique_ptr<CVault> fresh = reload(*m_tv);
+        QVERIFY(fresh);
+        QTEST(fresh->categories().find(edit.isEmpty() ? "Zoo" : edit)->icon, "icon");
     }
 
-    // Records of Bank and Credit Card (protected) and Email (not). Only a real
-    // change of protection under a password converts, and only that
-    // category's records; a refusal changes nothing, even when cancelled.
+    // Only a real change of protection under a password converts, and only
+    // that category's records; a refusal changes nothing, even when
+    // cancelled.
     void protection_data()
     {
         QTest::addColumn<QString>("password");
         QTest::addColumn<bool>("locked");
         QTest::addColumn<int>("category");
         QTest::addColumn<QStringList>("boxes");
-        QTest::addColumn<bool>("flag");      // stored afterwards
-        QTest::addColumn<bool>("rewritten"); // that category's records
+        QTest::addColumn<bool>("flag"); // afterwards
 
-        QTest::newRow("tick, no password") << "" << true << Email << QStringList() << true << false;
-        QTest::newRow("untick, no password") << "" << true << Bank << QStringList() << false << false;
-        QTest::newRow("untick, unlocked") << "pw" << false << Bank << QStringList() << false << true;
-        QTest::newRow("tick, unlocked") << "pw" << false << Email << QStringList() << true << true;
-        QTest::newRow("untick, locked") << "pw" << true << Bank << QStringList{NoRemove} << true << false;
-        QTest::newRow("tick, locked") << "pw" << true << Email << QStringList{NoAdd} << false << false;
+        QTest::newRow("tick, no password") << "" << true << Email << QStringList() << true;
+        QTest::newRow("untick, no password") << "" << true << Bank << QStringList() << false;
+        QTest::newRow("untick, unlocked") << "pw" << false << Bank << QStringList() << false;
+        QTest::newRow("tick, unlocked") << "pw" << false << Email << QStringList() << true;
+        QTest::newRow("untick, locked") << "pw" << true << Bank << QStringList{NoRemove} << true;
+        QTest::newRow("tick, locked") << "pw" << true << Email << QStringList{NoAdd} << false;
     }
     void protection()
     {
         QFETCH(QString, password);
         QFETCH(bool, locked);
         QFETCH(int, category);
-        QFETCH(bool, rewritten);
-        if (!password.isEmpty())
-            EncryptAddNewPwd(password);
-        _AppCfg->locked = locked;
-        const QList<Texts> texts = {
-            {Bank, {"b1", "acct", "1234", "", "", "", "note"}},
-            {Email, {"e1", "me", "secret"}},
-            {CreditCard, {"c1", "4111", "12/30", "999"}},
-            {Bank, {"b2", "x", "", "", "", "", "a longer note than eight bytes"}},
-        };
-        for (const Texts& t : texts)
-            addRecord(t.category, t.texts);
-        const QMap<int, QByteArray> before = storedRecords();
+        addRecords(vault(), Sample);
+        if (!password.isEmpty()) {
+            QVERIFY(vault().changePassword(QString(), password).ok());
+            if (!locked)
+                QVERIFY(vault().unlock(password));
+        }
+        const QByteArray before = m_tv->bytes();
         makeList();
 
-        const QString name = m_list->categories()->GetCategory(category)->name;
         DialogDriver driver;
-        driver.actions.push_back([name](QDialog* d) { choose(d, name, "&Edit"); });
-        driver.actions.push_back([](QDialog* d) {
-            QTest::mouseClick(d->findChild<QCheckBox*>(), Qt::LeftButton);
-            acceptOrCancel(d);
-        });
+        toggleProtection(driver, vault().categories().byId(category)->name);
         run();
         QTEST(driver.boxes, "boxes");
-        QTEST(m_list->categories()->GetCategory(category)->isProtected, "flag");
-        QTEST(reloaded()->GetCategory(category)->isProtected, "flag");
+        QCOMPARE(m_tv->bytes() == before, !driver.boxes.isEmpty());
+        QTEST(vault().categories().byId(category)->isProtected, "flag");
 
-        const QMap<int, QByteArray> after = storedRecords();
-        QCOMPARE(after.keys(), before.keys());
+        // Read back unlocked: every text is whole, so nothing was enciphered
+        // twice or left in the wrong state.
+        if (!password.isEmpty())
+            QVERIFY(vault().unlock(password));
+        QCOMPARE(vaultState(vault()), reloadedState(*m_tv, password));
         int i = 0;
-        for (int key : before.keys()) {
-            const bool ours = texts[i++].category == category;
-            QCOMPARE(after[key] != before[key], ours && rewritten);
+        for (const CRecord* r = vault().records().first(); r; r = CRecords::nextOf(r), ++i) {
+            for (int n = 0; n < CVault::TextCount; ++n)
+                QCOMPARE(vault().text(*r, n), Sample[i].texts.value(n));
         }
+        QCOMPARE(i, Sample.size());
+    }
 
-        // Read back from the file, unlocked: every text is whole, so nothing
-        // was enciphered twice or left in the wrong state.
-        _AppCfg->locked = false;
-        auto categories = reloaded();
-        CRecords records;
-        records.LoadAll(categories.get());
-        i = 0;
-        for (CRecord* r = records.first(); r; r = CRecords::nextOf(r), ++i) {
-            for (int n = 0; n < 7; ++n) {
-                QString text;
-                r->GetDataText(n, text);
-                QCOMPARE(text, texts[i].texts.value(n));
-            }
-        }
-        QCOMPARE(i, texts.size());
+    // A change of protection re-enciphers the category's records in the
+    // same change; the disk failing anywhere in it leaves the file as it was.
+    void protectionOnAFullDisk_data()
+    {
+        QTest::addColumn<QString>("at");
+        QTest::newRow("first write") << "first";
+        QTest::newRow("a middle write") << "middle";
+        QTest::newRow("the last write") << "last";
+    }
+    void protectionOnAFullDisk()
+    {
+        QFETCH(QString, at);
+        // The change's write-side calls, counted on a healthy disk.
+        TestVault twin;
+        QVERIFY(twin.open());
+        addRecords(*twin.vault, Sample);
+        QVERIFY(twin.vault->changePassword(QString(), "pw").ok());
+        QVERIFY(twin.vault->unlock("pw"));
+        CCategory bank = *twin.vault->categories().byId(Bank);
+        bank.isProtected = false;
+        const int start = twin.countdown.calls;
+        QVERIFY(twin.vault->updateCategory(bank).ok());
+        const int calls = twin.countdown.calls - start;
+
+        addRecords(vault(), Sample);
+        QVERIFY(vault().changePassword(QString(), "pw").ok());
+        QVERIFY(vault().unlock("pw"));
+        makeList();
+        const QString listed = vaultState(vault());
+        const QByteArray before = m_tv->bytes();
+        // A failed removal of the journal, the very last call, is made good
+        // by emptying it: the change then stands.
+        m_tv->failAt(at == "first" ? 0 : at == "middle" ? calls / 2 : calls - 2);
+        DialogDriver driver;
+        toggleProtection(driver, "Bank");
+        QVERIFY(!run());
+        QVERIFY(m_tv->countdown.fired);
+        QCOMPARE(driver.boxes.size(), 1);
+        QVERIFY2(driver.boxes[0].startsWith("Vaultix|The category could not be saved.\nThe disk is full.\n")
+                     && driver.boxes[0].endsWith("Nothing was changed."),
+                 qPrintable(driver.boxes[0]));
+        QCOMPARE(m_tv->bytes(), before);
+        QCOMPARE(vaultState(vault()), listed);
+        QCOMPARE(vaultState(vault()), reloadedState(*m_tv, "pw"));
+        QCOMPARE(m_list->topLevelItemCount(), Sample.size());
+        // The next start finds nothing to undo.
+        m_window.reset();
+        m_tv->healthy();
+        QVERIFY(m_tv->open());
+        QCOMPARE(m_tv->bytes(), before);
     }
 
     void deletion_data()
@@ -380,18 +399,16 @@ private slots:
         QFETCH(QMessageBox::StandardButton, answer);
         QFETCH(bool, gone);
         QFETCH(QString, box);
-        addRecord(Bank, {"b1"});
+        addRecords(vault(), {{Bank, {"b1"}}});
         makeList();
-        const int id = m_list->categories()->find(name)->id;
         DialogDriver driver;
         driver.actions.push_back([name](QDialog* d) { choose(d, name, "&Delete"); });
         driver.answers.push_back(answer);
         QCOMPARE(run(), gone);
         QCOMPARE(driver.boxes, QStringList{box});
-        QCOMPARE(m_list->categories()->find(name) == nullptr, gone);
-        QCOMPARE(m_list->categories()->count, gone ? 11 : 12);
-        QCOMPARE(_AppFile->FindRecord(KeyPlan::CategoryKey(id)), !gone);
-        QCOMPARE(reloaded()->count, gone ? 11 : 12);
+        QCOMPARE(vault().categories().find(name) == nullptr, gone);
+        QCOMPARE(vault().categories().count, gone ? 11 : 12);
+        QCOMPARE(vaultState(vault()), reloadedState(*m_tv));
     }
 
     // After a change all categories show and the combo is refilled; a
@@ -408,8 +425,7 @@ private slots:
     {
         QFETCH(QString, press);
         QFETCH(bool, refreshed);
-        addRecord(Bank, {"b1"});
-        addRecord(Email, {"e1"});
+        addRecords(vault(), {{Bank, {"b1"}}, {Email, {"e1"}}});
         makeList();
         m_list->slotShowFilteredByCategory(Email);
         QSignalSpy combo(m_list, &CvxListView::signalUpdateCategoryCombo);
@@ -428,8 +444,8 @@ private slots:
             d->accept();
         });
         m_list->slotMenuCategory();
-        QCOMPARE(combo.count(), int(refreshed));
-        QCOMPARE(lockIcon.count(), int(refreshed));
+        QCOMPARE(!combo.isEmpty(), refreshed);
+        QCOMPARE(!lockIcon.isEmpty(), refreshed);
         QCOMPARE(m_list->filter(), refreshed ? -1 : Email);
         QCOMPARE(m_list->topLevelItemCount(), refreshed ? 2 : 1);
     }
