@@ -1,17 +1,12 @@
 #include "dialogtest.h"
+#include "vaulttest.h"
 
-#include "vault/appglobals.h"
 #include "ui/colourpushbutton.h"
+#include "ui/dlgabout.h"
 #include "ui/dlgcolourslct.h"
 #include "ui/dlgconfig.h"
 #include "ui/dlgcustomcolour.h"
-#include "vault/vxconfig.h"
 #include "ui/widgetcolourslct.h"
-#include "vault/session.h"
-#include "storage/cxfile.h"
-#include "storage/le32.h"
-#include "storage/readcurrent.h"
-#include "ui/dlgabout.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -20,19 +15,18 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QStyleOptionSlider>
-#include <QTemporaryDir>
 
+#include <functional>
 #include <memory>
 
 namespace {
 
-// The settings record as stored: a 32-bit word at a byte offset.
-int storedWord(int offset)
+// The settings as the next start reads them, beside the open vault.
+CvxConfig reloaded(const TestVault& tv)
 {
-    QByteArray b;
-    if (!_AppFile->FindRecord(0) || !ReadCurrentRecord(*_AppFile, b) || b.size() < offset + 4)
-        return -12345;
-    return GetLE32(b.constData() + offset);
+    CVault fresh(tv.path());
+    fresh.session().setReadOnly(true);
+    return fresh.open() ? fresh.settings() : CvxConfig();
 }
 
 QCheckBox* checkBox(QWidget* d, const QString& text)
@@ -73,23 +67,37 @@ class TstConfigDialogs : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_dir;
-    std::unique_ptr<CSession> m_session;
+    std::unique_ptr<TestVault> m_tv;
     std::unique_ptr<TestMainWindow> m_main;
-    int m_files = 0;
+
+    CVault& vault() { return *m_tv->vault; }
+    void setSettings(const std::function<void(CvxConfig&)>& edit)
+    {
+        CvxConfig settings = vault().settings();
+        edit(settings);
+        QVERIFY(vault().saveSettings(settings).ok());
+    }
+    // Memory holds what the next start reads.
+    void verifyStored()
+    {
+        CVault fresh(m_tv->path());
+        fresh.session().setReadOnly(true);
+        QVERIFY(fresh.open());
+        QCOMPARE(vaultState(vault()), vaultState(fresh));
+    }
 
 private slots:
     void initTestCase() { qputenv("QPEDIR", VX_TEST_SOURCE_DIR); }
     void init()
     {
-        m_session = std::make_unique<CSession>(m_dir.filePath(QString("s%1.dat").arg(m_files++)));
-        QVERIFY(m_session->open());
+        m_tv = std::make_unique<TestVault>();
+        QVERIFY(m_tv->open());
         m_main = std::make_unique<TestMainWindow>();
     }
     void cleanup()
     {
         m_main.reset();
-        m_session.reset();
+        m_tv.reset();
     }
 
     void autolock_data()
@@ -109,7 +117,7 @@ private slots:
     void autolock()
     {
         QFETCH(int, minutes);
-        _AppCfg->autolockMinutes = minutes;
+        setSettings([minutes](CvxConfig& c) { c.autolockMinutes = minutes; });
         DialogDriver driver;
         driver.actions.push_back([](QDialog* d) {
             QFETCH(bool, checked);
@@ -128,10 +136,10 @@ private slots:
             }
             d->accept();
         });
-        CDlgConfig::RunConfiguration(m_main->list, _AppCfg);
+        CDlgConfig::RunConfiguration(vault(), m_main->list);
         QCOMPARE(driver.shown, 1);
-        QTEST(_AppCfg->autolockMinutes, "stored");
-        QTEST(storedWord(28), "stored");
+        QTEST(reloaded(*m_tv).autolockMinutes, "stored");
+        verifyStored();
     }
 
     void passwordOptionsAndCancel_data()
@@ -143,10 +151,12 @@ private slots:
     void passwordOptionsAndCancel()
     {
         QFETCH(bool, accept);
-        _AppCfg->showNoPwdWarning = true;
-        _AppCfg->cleartextPwd = false;
-        _AppCfg->autolockMinutes = 3;
-        _AppCfg->save();
+        setSettings([](CvxConfig& c) {
+            c.showNoPwdWarning = true;
+            c.cleartextPwd = false;
+            c.autolockMinutes = 3;
+        });
+        const QByteArray before = m_tv->bytes();
         DialogDriver driver;
         driver.actions.push_back([accept](QDialog* d) {
             auto* warn = checkBox(d, "Show \"No password\" warning.");
@@ -161,12 +171,64 @@ private slots:
             else
                 QTest::keyClick(d, Qt::Key_Escape);
         });
-        CDlgConfig::RunConfiguration(m_main->list, _AppCfg);
-        QCOMPARE(_AppCfg->showNoPwdWarning, !accept);
-        QCOMPARE(_AppCfg->cleartextPwd, accept);
-        QCOMPARE(storedWord(68), int(!accept));
-        QCOMPARE(storedWord(64), int(accept));
-        QCOMPARE(storedWord(28), accept ? -1 : 3);
+        CDlgConfig::RunConfiguration(vault(), m_main->list);
+        const CvxConfig stored = reloaded(*m_tv);
+        QCOMPARE(stored.showNoPwdWarning, !accept);
+        QCOMPARE(stored.cleartextPwd, accept);
+        QCOMPARE(stored.autolockMinutes, accept ? -1 : 3);
+        QCOMPARE(m_tv->bytes() == before, !accept);
+        verifyStored();
+    }
+
+    // The disk failing anywhere in the save: the critical box, the file as
+    // it was, and the dialog's values not kept in memory either.
+    void saveOnAFullDisk_data()
+    {
+        QTest::addColumn<QString>("at");
+        QTest::newRow("first write") << "first";
+        QTest::newRow("a middle write") << "middle";
+        QTest::newRow("the last write") << "last";
+    }
+    void saveOnAFullDisk()
+    {
+        QFETCH(QString, at);
+        const auto untickAutolock = [](QDialog* d) {
+            QTest::mouseClick(checkBox(d, "Enable Autolock"), Qt::LeftButton);
+            d->accept();
+        };
+        // The save's write-side calls, counted on a healthy disk.
+        TestVault twin;
+        QVERIFY(twin.open());
+        int calls = twin.countdown.calls;
+        {
+            DialogDriver driver;
+            driver.actions.push_back(untickAutolock);
+            CDlgConfig::RunConfiguration(*twin.vault, m_main->list);
+            QVERIFY(driver.boxes.isEmpty());
+        }
+        calls = twin.countdown.calls - calls;
+
+        const QString before = vaultState(vault());
+        const QByteArray bytes = m_tv->bytes();
+        // A failed removal of the journal, the very last call, is made good
+        // by emptying it: the change then stands.
+        m_tv->failAt(at == "first" ? 0 : at == "middle" ? calls / 2 : calls - 2);
+        DialogDriver driver;
+        driver.actions.push_back(untickAutolock);
+        CDlgConfig::RunConfiguration(vault(), m_main->list);
+        QVERIFY(m_tv->countdown.fired);
+        QCOMPARE(driver.boxes.size(), 1);
+        QVERIFY2(driver.boxes[0].startsWith("Vaultix|The configuration could not be saved.\nThe disk is full.\n")
+                     && driver.boxes[0].endsWith("Nothing was changed."),
+                 qPrintable(driver.boxes[0]));
+        QCOMPARE(m_tv->bytes(), bytes);
+        QCOMPARE(vaultState(vault()), before);
+        QCOMPARE(vault().settings().autolockMinutes, 5);
+        verifyStored();
+        // The next start finds nothing to undo.
+        m_tv->healthy();
+        QVERIFY(m_tv->open());
+        QCOMPARE(m_tv->bytes(), bytes);
     }
 
     // Odd: a swatch tapped in the grid; even: a colour mixed in the custom
@@ -174,8 +236,10 @@ private slots:
     // came from.
     void coloursThroughTheDialogs()
     {
-        _AppCfg->colourOdd = QColor(255, 255, 255);
-        _AppCfg->colourEven = QColor(1, 2, 3);
+        setSettings([](CvxConfig& c) {
+            c.colourOdd = QColor(255, 255, 255);
+            c.colourEven = QColor(1, 2, 3);
+        });
         DialogDriver driver;
         driver.actions.push_back([](QDialog* d) {
             auto* odd = d->findChild<CColourPushButton*>("odd");
@@ -218,12 +282,12 @@ private slots:
             QCOMPARE(values, (QStringList{"255", "2", "255"}));
             d->accept();
         });
-        CDlgConfig::RunConfiguration(m_main->list, _AppCfg);
+        CDlgConfig::RunConfiguration(vault(), m_main->list);
         QCOMPARE(driver.shown, 4);
-        QCOMPARE(_AppCfg->colourOdd, swatch(3));
-        QCOMPARE(_AppCfg->colourEven, QColor(255, 2, 255));
-        QCOMPARE(storedWord(4), 0x99);
-        QCOMPARE(storedWord(24), 255);
+        const CvxConfig stored = reloaded(*m_tv);
+        QCOMPARE(stored.colourOdd, swatch(3));
+        QCOMPARE(stored.colourEven, QColor(255, 2, 255));
+        verifyStored();
     }
 
     // A release on a black line or outside the cells keeps the choice; a
@@ -258,13 +322,13 @@ private slots:
         QCOMPARE(image.pixelColor(cell.center()), grid->SwatchColour(grid->SelectedSwatch()));
     }
 
+    // Placement and scrolling belong to the dialog base and are tested there.
     void about_data()
     {
         QTest::addColumn<int>("areaHeight");
-        QTest::addColumn<QRect>("geometry");
         QTest::addColumn<bool>("scrolls");
-        QTest::newRow("240 x 250") << 250 << QRect(15, 43, 210, 220) << false;
-        QTest::newRow("240 x 150") << 150 << QRect(7, 21, 226, 164) << true;
+        QTest::newRow("240 x 250") << 250 << false;
+        QTest::newRow("240 x 150") << 150 << true;
     }
     void about()
     {
@@ -273,7 +337,6 @@ private slots:
         TestMainWindow main(240, areaHeight);
         CdlgAbout d(main.list);
         QCOMPARE(d.windowTitle(), QString("About Vaultix"));
-        QTEST(main.relative(&d), "geometry");
         auto* logo = d.findChild<QLabel*>("logo");
         auto* title = d.findChild<QLabel*>("title");
         QVERIFY(!logo->pixmap().isNull());
@@ -283,8 +346,9 @@ private slots:
         QCOMPARE(image.pixelColor(150, 100), QColor(Qt::white));
         QCOMPARE(image.pixelColor(title->geometry().bottomLeft()), QColor(Qt::white));
         if (scrolls) {
+            const int y = title->y();
             d.findChild<QScrollBar*>()->setValue(30);
-            QCOMPARE(title->y(), 21 - 30);
+            QCOMPARE(title->y(), y - 30);
         }
     }
 };
