@@ -1,20 +1,17 @@
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/session.h"
+#include "dialogtest.h"
+#include "vaulttest.h"
+
 #include "ui/dlgchgpassword.h"
 #include "ui/dlgpassword.h"
 #include "ui/dlgpwdwarn.h"
-#include "vault/password.h"
 #include "ui/unlockdatabase.h"
-
-#include "dialogtest.h"
+#include "ui/vxlistview.h"
+#include "vault/password.h"
 
 #include <QCheckBox>
-#include <QFile>
+#include <QLabel>
 #include <QLineEdit>
-#include <QTemporaryDir>
 
-#include <cstring>
 #include <memory>
 
 namespace {
@@ -22,19 +19,80 @@ const QString OldWrong = "Password Incorrect|The old password you\nentered is in
 const QString NewDiffer = "Password Incorrect|The new passwords you\nentered do not match.";
 const QString Retry = "Password Incorrect|You have entered an incorrect\npassword would you like to\ntry again ?";
 const char* const Fields[] = {"oldPassword", "newPassword", "confirmPassword"};
+// Stored as one byte a character, this would have become the key of "????????????".
+const QString Cyrillic = QString::fromUtf8("парольпароль");
+
+// Ids of the default database.
+constexpr int Bank = 0, CreditCard = 1, Email = 3;
+
+struct Texts
+{
+    int category;
+    QStringList texts;
+};
+
+// Records of Bank and Credit Card (protected) and Email (not).
+const QList<Texts> Sample = {
+    {Bank, {"b1", "acct", "1234", "", "", "", "note"}},
+    {Email, {"e1", "me", "secret"}},
+    {CreditCard, {"c1", "4111", "12/30", "999"}},
+    {Bank, {"b2", "x", "", "", "", "", "a longer note than eight bytes"}},
+    {CreditCard, {"c2", "5500", "01/29", "123", "", "", "card"}},
+};
+
+QString notLatin1()
+{
+    return "Password Incorrect|" + Password::NotLatin1Text();
+}
 
 QLineEdit* field(QObject* d, const char* name)
 {
     return d->findChild<QLineEdit*>(name);
 }
 
-void setPassword(const QString& pwd)
+// Types any text, as a keyboard whose layout has those letters would;
+// QTest::keyClicks knows ASCII only.
+void type(QWidget* w, const QString& text)
 {
-    std::memset(_AppCfg->verifier, 0, sizeof _AppCfg->verifier);
-    _AppCfg->passwordLength = 0;
-    if (!pwd.isEmpty())
-        EncryptAddNewPwd(pwd);
-    _AppCfg->locked = true;
+    for (const QChar c : text)
+        QTest::sendKeyEvent(QTest::Click, w, Qt::Key_unknown, QString(c), Qt::NoModifier);
+}
+
+void addRecords(CVault& vault, const QList<Texts>& records)
+{
+    for (const Texts& t : records) {
+        CVault::Texts texts;
+        for (int i = 0; i < CVault::TextCount; ++i)
+            texts[i] = t.texts.value(i);
+        QVERIFY(vault.addRecord(t.category, texts).ok());
+    }
+}
+
+// Every text of every record reads as it was written.
+void verifyTexts(const CVault& vault, const QList<Texts>& records)
+{
+    int i = 0;
+    for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r), ++i) {
+        for (int n = 0; n < CVault::TextCount; ++n)
+            QCOMPARE(vault.text(*r, n), records.value(i).texts.value(n));
+    }
+    QCOMPARE(i, records.size());
+}
+
+// The file as the next start reads it, beside the open vault.
+std::unique_ptr<CVault> reload(const TestVault& tv, const QString& password = QString())
+{
+    auto fresh = std::make_unique<CVault>(tv.path());
+    fresh->session().setReadOnly(true);
+    if (!fresh->open() || (!password.isEmpty() && !fresh->unlock(password)))
+        fresh.reset();
+    return fresh;
+}
+
+QString reloadedState(const TestVault& tv, const QString& password = QString())
+{
+    const std::unique_ptr<CVault> fresh = reload(tv, password);
+    return fresh ? vaultState(*fresh) : QStringLiteral("unreadable");
 }
 } // namespace
 
@@ -42,33 +100,39 @@ class TstPasswordDialogs : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_dir;
-    std::unique_ptr<CSession> m_session;
+    std::unique_ptr<TestVault> m_tv;
     std::unique_ptr<TestMainWindow> m_main;
-    int m_files = 0;
+
+    CVault& vault() { return *m_tv->vault; }
+    // Set while locked, as a start finds it.
+    void setPassword(const QString& password)
+    {
+        if (!password.isEmpty())
+            QVERIFY(vault().changePassword(QString(), password).ok());
+    }
+    void setSettings(bool warning, bool cleartext)
+    {
+        CvxConfig settings = vault().settings();
+        settings.showNoPwdWarning = warning;
+        settings.cleartextPwd = cleartext;
+        QVERIFY(vault().saveSettings(settings).ok());
+    }
 
 private slots:
-    void initTestCase()
-    {
-        // Each test gets a copy of one new file: creating one syncs every record.
-        CSession first(m_dir.filePath("template.dat"));
-        QVERIFY(first.open());
-    }
     void init()
     {
-        const QString path = m_dir.filePath(QString("d%1.dat").arg(m_files++));
-        QVERIFY(QFile::copy(m_dir.filePath("template.dat"), path));
-        m_session = std::make_unique<CSession>(path);
-        QVERIFY(m_session->open());
-        m_session->loadCollections();
+        m_tv = std::make_unique<TestVault>();
+        QVERIFY(m_tv->open());
         m_main = std::make_unique<TestMainWindow>();
     }
     void cleanup()
     {
         m_main.reset();
-        m_session.reset();
+        m_tv.reset();
     }
 
+    // Nothing is written unless the dialog decides on a change; a wrong
+    // old password leaves the key in use alone.
     void changeFlow_data()
     {
         QTest::addColumn<QString>("current");
@@ -79,11 +143,13 @@ private slots:
         QTest::newRow("none, all empty") << "" << QStringList{"", "", ""} << 0 << "" << "";
         QTest::newRow("none, set") << "" << QStringList{"", "abc", "abc"} << 1 << "" << "abc";
         QTest::newRow("none, mismatch") << "" << QStringList{"", "abc", "abd"} << 0 << NewDiffer << "";
+        QTest::newRow("none, not Latin-1") << "" << QStringList{"", Cyrillic, Cyrillic} << 0 << notLatin1() << "";
         QTest::newRow("remove") << "pw" << QStringList{"pw", "", ""} << 2 << "" << "";
         QTest::newRow("change") << "pw" << QStringList{"pw", "n2", "n2"} << 3 << "" << "n2";
         QTest::newRow("empty old") << "pw" << QStringList{"", "n2", "n2"} << 0 << OldWrong << "pw";
         QTest::newRow("wrong old") << "pw" << QStringList{"px", "", ""} << 0 << OldWrong << "pw";
         QTest::newRow("change, mismatch") << "pw" << QStringList{"pw", "n2", "n3"} << 0 << NewDiffer << "pw";
+        QTest::newRow("change, not Latin-1") << "pw" << QStringList{"pw", Cyrillic, Cyrillic} << 0 << notLatin1() << "pw";
     }
     void changeFlow()
     {
@@ -91,19 +157,32 @@ private slots:
         QFETCH(QStringList, typed);
         QFETCH(QString, message);
         QFETCH(QString, after);
+        QFETCH(int, status);
+        addRecords(vault(), Sample);
         setPassword(current);
+        if (!current.isEmpty())
+            QVERIFY(vault().unlock(current));
+        const QByteArray before = m_tv->bytes();
         DialogDriver driver;
         driver.actions.push_back([&](QDialog* d) {
             // Without a password there is no old field to fill.
             QCOMPARE(field(d, "oldPassword")->isVisibleTo(d), !current.isEmpty());
             for (int i = current.isEmpty() ? 1 : 0; i < 3; ++i)
-                QTest::keyClicks(field(d, Fields[i]), typed[i]);
+                type(field(d, Fields[i]), typed[i]);
             d->accept(); // the title bar's OK
         });
-        QTEST(CdlgChgPassword::RunChangeFlow(m_main->list, m_session->records(), m_session->categories()), "status");
+        QTEST(CdlgChgPassword::RunChangeFlow(vault(), m_main->list), "status");
         QCOMPARE(driver.boxes, message.isEmpty() ? QStringList() : QStringList{message});
-        QCOMPARE(_AppCfg->anyVerifierByte(), !after.isEmpty());
-        QVERIFY(after.isEmpty() || CheckValidPwd(after));
+        QCOMPARE(m_tv->bytes() == before, status == 0);
+        QCOMPARE(vault().hasPassword(), !after.isEmpty());
+        QVERIFY(after.isEmpty() || vault().verifyPassword(after));
+        // The key in use still reads every field.
+        if (!vault().isLocked())
+            verifyTexts(vault(), Sample);
+        if (!after.isEmpty())
+            QVERIFY(vault().unlock(after));
+        verifyTexts(vault(), Sample);
+        QCOMPARE(vaultState(vault()), reloadedState(*m_tv, after));
     }
 
     // The change dialog stops at 32 characters; the entry dialog takes any length.
@@ -112,18 +191,23 @@ private slots:
         setPassword("pw");
         const QString long40(40, 'x');
         for (bool cleartext : {false, true}) {
-            _AppCfg->cleartextPwd = cleartext;
+            setSettings(true, cleartext);
             const QLineEdit::EchoMode mode = cleartext ? QLineEdit::Normal : QLineEdit::Password;
-            CdlgChgPassword change(m_main->list);
+            CdlgChgPassword change(vault(), m_main->list);
             for (const char* name : Fields) {
                 QCOMPARE(field(&change, name)->echoMode(), mode);
                 QTest::keyClicks(field(&change, name), long40);
                 QCOMPARE(field(&change, name)->text(), long40.left(32));
             }
-            CdlgPassword entry(m_main->list, m_main->list, "Prompt");
-            QCOMPARE(field(&entry, "password")->echoMode(), mode);
-            QTest::keyClicks(field(&entry, "password"), long40);
-            QCOMPARE(entry.GetPassword(), long40);
+            DialogDriver driver;
+            driver.actions.push_back([&](QDialog* d) {
+                QCOMPARE(field(d, "password")->echoMode(), mode);
+                QTest::keyClicks(field(d, "password"), long40);
+                QCOMPARE(field(d, "password")->text(), long40);
+                QTest::keyClick(d, Qt::Key_Escape);
+            });
+            QVERIFY(!UnlockDatabase(vault(), m_main->list, m_main->list, QString()));
+            QCOMPARE(driver.shown, 1);
         }
     }
 
@@ -134,17 +218,25 @@ private slots:
         QTest::addColumn<QString>("prompt");      // null: the short form
         QTest::addColumn<QStringList>("entries"); // one per run; "<esc>" cancels
         QTest::addColumn<QStringList>("answers"); // to the retry question, in turn
+        QTest::addColumn<QStringList>("boxes");
         QTest::addColumn<bool>("result");
 
         const QString none;
         const QStringList no;
-        QTest::newRow("right") << "secret" << true << none << QStringList{"secret"} << no << true;
-        QTest::newRow("wrong, No") << "secret" << true << none << QStringList{"bad"} << QStringList{"No"} << false;
-        QTest::newRow("wrong, Yes, right") << "secret" << true << "Prompt" << QStringList{"bad", "secret"} << QStringList{"Yes"} << true;
-        QTest::newRow("wrong, Yes, cancel") << "secret" << true << none << QStringList{"secr", "<esc>"} << QStringList{"Yes"} << false;
-        QTest::newRow("cancelled") << "secret" << true << none << QStringList{"<esc>"} << no << false;
-        QTest::newRow("no password") << "" << true << none << no << no << true;
-        QTest::newRow("unlocked") << "secret" << false << none << no << no << true;
+        QTest::newRow("right") << "secret" << true << none << QStringList{"secret"} << no << no << true;
+        QTest::newRow("wrong, No") << "secret" << true << none << QStringList{"bad"} << QStringList{"No"}
+                                   << QStringList{Retry} << false;
+        QTest::newRow("wrong, Yes, right") << "secret" << true << "Prompt" << QStringList{"bad", "secret"}
+                                           << QStringList{"Yes"} << QStringList{Retry} << true;
+        QTest::newRow("wrong, Yes, cancel") << "secret" << true << none << QStringList{"secr", "<esc>"}
+                                            << QStringList{"Yes"} << QStringList{Retry} << false;
+        QTest::newRow("cancelled") << "secret" << true << none << QStringList{"<esc>"} << no << no << false;
+        QTest::newRow("no password") << "" << true << none << no << no << no << true;
+        QTest::newRow("unlocked") << "secret" << false << none << no << no << no << true;
+        // Refused with its reason and asked again, rather than taken as
+        // the question marks it would have become.
+        QTest::newRow("not Latin-1") << QString(12, '?') << true << none << QStringList{Cyrillic, "<esc>"} << no
+                                     << QStringList{notLatin1()} << false;
     }
     void unlock()
     {
@@ -155,29 +247,35 @@ private slots:
         QFETCH(QStringList, answers);
         QFETCH(bool, result);
         setPassword(password);
-        _AppCfg->locked = locked;
+        if (!locked)
+            QVERIFY(vault().unlock(password));
+        const QByteArray before = m_tv->bytes();
 
         DialogDriver driver;
         QString left; // what the field held when the dialog last closed
         for (const QString& entry : entries) {
             driver.actions.push_back([entry, &left, prompt](QDialog* d) {
-                QCOMPARE(d->height(), prompt.isNull() ? 57 : 115);
+                bool prompted = false;
+                for (const QLabel* label : d->findChildren<QLabel*>())
+                    prompted |= label->text() == prompt;
+                QCOMPARE(prompted, !prompt.isNull());
                 QCOMPARE(field(d, "password")->text(), left); // a retry keeps the entry
                 if (entry == "<esc>")
                     return QTest::keyClick(d, Qt::Key_Escape);
                 field(d, "password")->clear();
-                QTest::keyClicks(field(d, "password"), left = entry);
+                type(field(d, "password"), left = entry);
                 d->accept();
             });
         }
         for (const QString& a : answers)
             driver.answers.push_back(a == "Yes" ? QMessageBox::Yes : QMessageBox::No);
 
-        QCOMPARE(UnlockDatabase(m_main->list, m_main->list, prompt), result);
+        QCOMPARE(UnlockDatabase(vault(), m_main->list, m_main->list, prompt), result);
         QCOMPARE(driver.shown, entries.size());
-        QCOMPARE(driver.boxes, QStringList(answers.size(), Retry));
+        QTEST(driver.boxes, "boxes");
         // Without a password the flag is never cleared.
-        QCOMPARE(_AppCfg->locked, locked && !(result && !password.isEmpty()));
+        QCOMPARE(vault().isLocked(), locked && !(result && !password.isEmpty()));
+        QCOMPARE(m_tv->bytes(), before);
     }
 
     void startupWarning_data()
@@ -198,8 +296,7 @@ private slots:
         QFETCH(bool, flag);
         QFETCH(bool, untick);
         setPassword(password);
-        _AppCfg->showNoPwdWarning = flag;
-        _AppCfg->save();
+        setSettings(flag, false);
         DialogDriver driver;
         driver.actions.push_back([untick](QDialog* d) {
             QVERIFY(d->findChild<QCheckBox*>()->isChecked());
@@ -207,10 +304,73 @@ private slots:
                 QTest::mouseClick(d->findChild<QCheckBox*>(), Qt::LeftButton);
             QTest::keyClick(d, Qt::Key_Escape); // its result does not count
         });
-        ShowNoPasswordWarning(m_main->list);
+        ShowNoPasswordWarning(vault(), m_main->list);
         QTEST(driver.shown == 1, "shown");
-        _AppCfg->load();
-        QTEST(_AppCfg->showNoPwdWarning, "stored");
+        const std::unique_ptr<CVault> fresh = reload(*m_tv);
+        QVERIFY(fresh);
+        QTEST(fresh->settings().showNoPwdWarning, "stored");
+    }
+
+    // Utility > Password on a full disk: every protected record and the
+    // verifier are one change, so the old password goes on reading all of
+    // them, now and after the next start.
+    void changeOnAFullDisk_data()
+    {
+        QTest::addColumn<QString>("at");
+        QTest::newRow("first write") << "first";
+        QTest::newRow("a middle write") << "middle";
+        QTest::newRow("the last write") << "last";
+    }
+    void changeOnAFullDisk()
+    {
+        QFETCH(QString, at);
+        // The change's write-side calls, counted on a healthy disk.
+        TestVault twin;
+        QVERIFY(twin.open());
+        addRecords(*twin.vault, Sample);
+        QVERIFY(twin.vault->changePassword(QString(), "old").ok());
+        const int start = twin.countdown.calls;
+        QVERIFY(twin.vault->changePassword("old", "new").ok());
+        const int calls = twin.countdown.calls - start;
+
+        addRecords(vault(), Sample);
+        setPassword("old");
+        QVERIFY(vault().unlock("old"));
+        auto list = std::make_unique<CvxListView>(vault(), &m_main->window);
+        list->slotShowFilteredByCategory(-1);
+        const QByteArray before = m_tv->bytes();
+        // A failed removal of the journal, the very last call, is made good
+        // by emptying it: the change then stands.
+        m_tv->failAt(at == "first" ? 0 : at == "middle" ? calls / 2 : calls - 2);
+        DialogDriver driver;
+        driver.actions.push_back([](QDialog* d) {
+            QTest::keyClicks(field(d, "oldPassword"), "old");
+            QTest::keyClicks(field(d, "newPassword"), "new");
+            QTest::keyClicks(field(d, "confirmPassword"), "new");
+            d->accept();
+        });
+        list->slotMenuPassWord();
+        QVERIFY(m_tv->countdown.fired);
+        QCOMPARE(driver.boxes.size(), 1);
+        QVERIFY2(driver.boxes[0].startsWith("Vaultix|The password could not be changed.\nThe disk is full.\n")
+                     && driver.boxes[0].endsWith("Nothing was changed."),
+                 qPrintable(driver.boxes[0]));
+        QCOMPARE(m_tv->bytes(), before);
+        QCOMPARE(vaultState(vault()), reloadedState(*m_tv, "old"));
+        QCOMPARE(list->topLevelItemCount(), Sample.size());
+
+        QVERIFY(!vault().verifyPassword("new"));
+        verifyTexts(vault(), Sample);
+        vault().lock();
+        QVERIFY(vault().unlock("old"));
+        verifyTexts(vault(), Sample);
+        // The next start finds nothing to undo, and the old password reads all.
+        list.reset();
+        m_tv->healthy();
+        QVERIFY(m_tv->open());
+        QCOMPARE(m_tv->bytes(), before);
+        QVERIFY(vault().unlock("old"));
+        verifyTexts(vault(), Sample);
     }
 };
 
