@@ -1,18 +1,14 @@
 #include "dialogtest.h"
+#include "vaulttest.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/records.h"
-#include "vault/session.h"
-#include "vault/password.h"
+#include "storage/cxfile.h"
 #include "ui/catcombo.h"
 #include "ui/vxlistview.h"
+#include "vault/keyplan.h"
 
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QScrollBar>
-#include <QTemporaryDir>
 
 #include <memory>
 
@@ -21,16 +17,8 @@ namespace {
 const QColor First(255, 200, 200);
 const QColor Second(200, 200, 255);
 const QString Lost = "-- CORRUPT RECORD --";
-
-// Written to the file only; the list loads it as the application does.
-void addRecord(int category, const QStringList& t, bool encrypted = false)
-{
-    CRecord r;
-    r.category = category;
-    r.encrypted = encrypted;
-    r.SetDataText(t.value(0), t.value(1), t.value(2), t.value(3), t.value(4), t.value(5), t.value(6));
-    r.WriteRecord(false);
-}
+// Stands for the id of the category that add(Gone) leaves behind.
+constexpr int Gone = -2;
 
 QStringList cells(const QTreeWidget& list, int column)
 {
@@ -65,38 +53,74 @@ public:
     }
 };
 
-template<class List = CvxListView>
-std::unique_ptr<List> shownList(int filter = -1)
-{
-    auto list = std::make_unique<List>(nullptr);
-    list->slotShowFilteredByCategory(filter);
-    list->resize(240, 270);
-    list->show();
-    if (!QTest::qWaitForWindowExposed(list.get()))
-        qWarning("list not exposed");
-    return list;
-}
-
 } // namespace
 
 class TstListView : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_dir;
-    std::unique_ptr<CSession> m_session;
-    int m_files = 0;
+    std::unique_ptr<TestVault> m_tv;
+    int m_goneId = -1;
+
+    CVault& vault() { return *m_tv->vault; }
+
+    void add(int category, const QStringList& t)
+    {
+        CVault::Texts texts;
+        for (int i = 0; i < CVault::TextCount; ++i)
+            texts[i] = t.value(i);
+        if (category != Gone) {
+            QVERIFY(vault().addRecord(category, texts).ok());
+            return;
+        }
+        // A record whose category the file has lost: its category's entry
+        // removed behind the vault's back, then the file read again.
+        CCategory gone;
+        gone.name = "gone";
+        QVERIFY(vault().addCategory(gone, &m_goneId).ok());
+        QVERIFY(vault().addRecord(m_goneId, texts).ok());
+        CxFile* file = vault().session().file();
+        file->BeginTransaction();
+        QVERIFY(file->FindRecord(KeyPlan::CategoryKey(m_goneId)) && file->DeleteRecord());
+        QVERIFY(file->CommitTransaction());
+        QVERIFY(m_tv->open());
+    }
+    // Many records in one change.
+    void addMany(const QString& category, int count, const QString& first)
+    {
+        QVector<CVault::ImportRow> rows(count);
+        for (int i = 0; i < count; ++i) {
+            rows[i].category = category;
+            rows[i].texts[0] = first.arg(i, 2, 10, QChar('0'));
+        }
+        int added = 0;
+        QVERIFY(vault().importRows(rows, QString(), &added, nullptr).ok());
+        QCOMPARE(added, count);
+    }
+
+    template <class List = CvxListView> std::unique_ptr<List> shownList(int filter = -1)
+    {
+        auto list = std::make_unique<List>(vault(), nullptr);
+        list->slotShowFilteredByCategory(filter);
+        list->resize(240, 270);
+        list->show();
+        if (!QTest::qWaitForWindowExposed(list.get()))
+            qWarning("list not exposed");
+        return list;
+    }
 
 private slots:
     void initTestCase() { qputenv("QPEDIR", VX_TEST_SOURCE_DIR); }
     void init()
     {
-        m_session = std::make_unique<CSession>(m_dir.filePath(QStringLiteral("l%1.dat").arg(m_files++)));
-        QVERIFY(m_session->open());
-        _AppCfg->colourOdd = First;
-        _AppCfg->colourEven = Second;
+        m_tv = std::make_unique<TestVault>();
+        QVERIFY(m_tv->open());
+        CvxConfig settings = vault().settings();
+        settings.colourOdd = First;
+        settings.colourEven = Second;
+        QVERIFY(vault().saveSettings(settings).ok());
     }
-    void cleanup() { m_session.reset(); }
+    void cleanup() { m_tv.reset(); }
 
     void headersAndRowsFollowFilter_data()
     {
@@ -106,18 +130,18 @@ private slots:
         const QStringList plain = {"C", "Field 1", "Field 2", "Field 3"};
         QTest::newRow("all") << -1 << plain << QStringList{Lost, "a", "b", "w"};
         QTest::newRow("Bank") << 0 << QStringList{"C", "Bank", "Account #", "PIN"} << QStringList{"a", "b"};
-        QTest::newRow("no such category") << 500 << plain << QStringList{Lost};
+        QTest::newRow("no such category") << Gone << plain << QStringList{Lost};
         QTest::newRow("no records") << 5 << QStringList{"C", "Airline", "Name", "Number"} << QStringList{};
     }
     void headersAndRowsFollowFilter()
     {
         QFETCH(int, filter);
-        addRecord(0, {"b"});
-        addRecord(7, {"w"});
-        addRecord(500, {"lost", "x"});
-        addRecord(0, {"a"});
-        CvxListView list(nullptr);
-        list.slotShowFilteredByCategory(filter);
+        add(0, {"b"});
+        add(7, {"w"});
+        add(Gone, {"lost", "x"});
+        add(0, {"a"});
+        CvxListView list(vault(), nullptr);
+        list.slotShowFilteredByCategory(filter == Gone ? m_goneId : filter);
         QStringList headers;
         for (int c = 0; c < 4; ++c)
             headers << list.headerItem()->text(c);
@@ -148,16 +172,16 @@ private slots:
     {
         QFETCH(int, section);
         CCategory aardvark;
-        aardvark.id = 50;
         aardvark.name = "aardvark";
         aardvark.icon = "icon_world";
-        QVERIFY(aardvark.WriteRecord());
-        addRecord(9, {"beta"});
-        addRecord(0, {"Alpha"});
-        addRecord(50, {"ALPHA"});
-        addRecord(0, {"alpha"});
+        int aardvarkId = -1;
+        QVERIFY(vault().addCategory(aardvark, &aardvarkId).ok());
+        add(9, {"beta"});
+        add(0, {"Alpha"});
+        add(aardvarkId, {"ALPHA"});
+        add(0, {"alpha"});
         if (section == 0)
-            addRecord(500, {"lost"});
+            add(Gone, {"lost"});
         auto list = shownList();
         if (section != 1) // field 1 is the first sort
             tapHeader(*list, section);
@@ -172,21 +196,21 @@ private slots:
     // refill puts "All" first and chooses it, leaving the filter alone.
     void comboFiltersByFirstOfAName()
     {
-        addRecord(40, {"forty"});
-        addRecord(41, {"forty-one"});
-        CvxListView list(nullptr);
-        for (int id : {40, 41}) {
-            auto* c = new CCategory;
-            c->id = id;
-            c->name = "Twin";
-            QVERIFY(list.categories()->InsertSeq(c, true));
+        int twins[2];
+        for (int& id : twins) {
+            CCategory twin;
+            twin.name = "Twin";
+            QVERIFY(vault().addCategory(twin, &id).ok());
         }
+        add(twins[0], {"first twin"});
+        add(twins[1], {"second twin"});
+        CvxListView list(vault(), nullptr);
         const int firstTwin = list.categories()->find("Twin")->id;
         CCatCombo combo(&list, nullptr, 110);
         for (int i = 1; i < combo.count(); ++i) {
             QTest::keyClick(&combo, Qt::Key_Down);
             if (combo.currentText() == "Twin")
-                QCOMPARE(cells(list, 1), QStringList{firstTwin == 40 ? "forty" : "forty-one"});
+                QCOMPARE(cells(list, 1), QStringList{firstTwin == twins[0] ? "first twin" : "second twin"});
         }
         QCOMPARE(list.filter(), 7); // "Web Login", the last entry
         combo.refreshList();
@@ -205,8 +229,7 @@ private slots:
         QCOMPARE(stripeAt(*empty, 16), Second);
         QCOMPARE(stripeAt(*empty, 32), First);
 
-        for (int i = 0; i < 40; ++i)
-            addRecord(9, {QString("r%1").arg(i, 2, 10, QChar('0'))});
+        addMany("Computer Login", 40, "r%1");
         auto list = shownList();
         const int h = list->visualItemRect(list->topLevelItem(0)).height();
         QCOMPARE(stripeAt(*list, h + 1), Second);
@@ -218,36 +241,28 @@ private slots:
         QCOMPARE(stripeAt(*list, secondTop + h + 1), Second);
 
         // Below the last row the bands go on where the rows stop.
-        for (int i = 0; i < 3; ++i)
-            addRecord(3, {"mail"});
+        addMany("Email", 3, "mail%1");
         auto few = shownList(3);
         QCOMPARE(stripeAt(*few, 2 * h + 1), First);
         QCOMPARE(stripeAt(*few, 3 * h + 1), Second);
         QCOMPARE(stripeAt(*few, 4 * h + 1), First);
     }
 
-    void columnWidthsAndResize()
+    // The resize announced is the whole widget's, not the viewport's.
+    void resizeAnnounced()
     {
-        for (int i = 0; i < 40; ++i)
-            addRecord(0, {QString("a long first field %1").arg(i), "a long second field", "a long third"});
         auto list = shownList();
         QList<QPair<QSize, QSize>> seen;
         connect(list.get(), &CvxListView::signalResized, this,
                 [&seen](QResizeEvent* e) { seen.append({e->size(), e->oldSize()}); });
-        list->slotShowFilteredByCategory(0);
         list->resize(300, 150);
-        QList<int> widths;
-        for (int c = 0; c < 4; ++c)
-            widths << list->header()->sectionSize(c);
-        QCOMPARE(widths, QList<int>({20, 74, 70, 70}));
-        // The whole widget's size, not the viewport's.
         QCOMPARE(seen, (QList<QPair<QSize, QSize>>{{QSize(300, 150), QSize(240, 270)}}));
     }
 
     void tapsOnRowsOnly()
     {
-        addRecord(9, {"one"});
-        addRecord(9, {"two"});
+        add(9, {"one"});
+        add(9, {"two"});
         auto list = shownList<CTapList>();
         const QRect second = list->visualItemRect(list->topLevelItem(1));
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(130, second.center().y()));
@@ -257,25 +272,15 @@ private slots:
         QCOMPARE(list->taps, (QList<QPair<QTreeWidgetItem*, int>>{{list->topLevelItem(1), 2}}));
     }
 
-    void protectedFieldsFollowLock()
+    // The rows follow the password and the lock by themselves: a password
+    // set through the menu leaves the data locked, so protected fields hide.
+    void protectedFieldsFollowPasswordAndLock()
     {
-        EncryptAddNewPwd("secret");
-        addRecord(0, {"My bank", "12-34", "", "note"}, true);
-        addRecord(3, {"Mail", "me", "pw"});
-        for (bool locked : {true, false}) {
-            _AppCfg->locked = locked;
-            CvxListView list(nullptr);
-            list.slotShowFilteredByCategory(-1);
-            QCOMPARE(cells(list, 2), QStringList({"me", locked ? "******" : "12-34"}));
-            QCOMPARE(cells(list, 3), QStringList({"pw", ""}));
-        }
-    }
-
-    // A new password leaves the data locked: the rebuilt row hides the field.
-    void passwordMenuRebuildsTheRows()
-    {
-        addRecord(0, {"My bank", "12-34"});
+        add(0, {"My bank", "12-34", "", "note"});
+        add(3, {"Mail", "me", "pw"});
         auto list = shownList();
+        QCOMPARE(cells(*list, 2), QStringList({"me", "12-34"}));
+
         DialogDriver driver;
         driver.actions.push_back([](QDialog* d) {
             QTest::keyClicks(d->findChild<QLineEdit*>("newPassword"), "abc");
@@ -283,7 +288,15 @@ private slots:
             d->accept();
         });
         list->slotMenuPassWord();
-        QCOMPARE(list->topLevelItem(0)->text(2), QString("******"));
+        QVERIFY(vault().hasPassword() && vault().isLocked());
+        for (bool locked : {true, false, true}) {
+            if (locked)
+                vault().lock();
+            else
+                QVERIFY(vault().unlock("abc"));
+            QCOMPARE(cells(*list, 2), QStringList({"me", locked ? "******" : "12-34"}));
+            QCOMPARE(cells(*list, 3), QStringList({"pw", ""}));
+        }
     }
 };
 
