@@ -182,7 +182,7 @@ void CvxListView::slotMenuImport()
 {
     if (!importFromCSV(m_vault, this))
         return;
-    m_filter = -1;
+    // The combo shows all again, but the rows keep their filter.
     emit signalUpdateCategoryCombo();
     emit signalShowFilteredByCategory();
 }
