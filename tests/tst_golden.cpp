@@ -2,19 +2,13 @@
 // an earlier build and never regenerated: whatever the code does to its
 // formats, files that users already have must read back exactly. Its master
 // password is "golden pass 42"; record 1005 was deleted, leaving a free list.
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/records.h"
-#include "vault/session.h"
-#include "vault/password.h"
-#include "vault/passwordchange.h"
+#include "vaulttest.h"
+
 #include "storage/cxfile.h"
 #include "storage/readcurrent.h"
+#include "vault/keyplan.h"
 
-#include <QFile>
-#include <QTemporaryDir>
-#include <QtTest>
+#include <QFileInfo>
 
 namespace {
 
@@ -29,32 +23,24 @@ struct Row
     bool isProtected;
 };
 
-const QString L1 = QString::fromLatin1("Caf\xe9 site");
-const QString L2 = QString::fromLatin1("pa\xdf");
-
 QList<Row> expectedRows()
 {
+    const QString l1 = QString::fromLatin1("Caf\xe9 site");
+    const QString l2 = QString::fromLatin1("pa\xdf");
     return {
         {1001, 0, {"Main account", "12345678", "4321", "", "", "", "line one\nline two"}, true},
         {1002, 3, {"Work mail", "me@example.org", "hunter2", "pop.example.org", "smtp.example.org", "", ""}, false},
-        {1003, 7, {L1, "https://cafe.example", "anna", L2, "", "", ""}, false},
+        {1003, 7, {l1, "https://cafe.example", "anna", l2, "", "", ""}, false},
         {1004, 8, {"Bike", "1234", "", "", "", "", "blue one"}, true},
         {1006, 12, {"Chess", "ABCD-EFGH-1234", "", "", "", "", ""}, true},
     };
 }
 
-QStringList texts(const CRecord* r)
-{
-    QStringList out;
-    for (int n = 0; n < CRecord::TextCount; ++n)
-        r->GetDataText(n, out.emplace_back());
-    return out;
-}
-
-QByteArray storedBytes(int32_t key)
+QByteArray storedBytes(CVault& vault, int32_t key)
 {
     QByteArray bytes;
-    if (!_AppFile->FindRecord(key) || !ReadCurrentRecord(*_AppFile, bytes))
+    CxFile* file = vault.session().file();
+    if (!file->FindRecord(key) || !ReadCurrentRecord(*file, bytes))
         return "<missing>";
     return bytes;
 }
@@ -65,110 +51,92 @@ class TstGolden : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_dir;
-    std::unique_ptr<CSession> m_session;
-
-    // A copy, so that the checked-in file is never written.
-    QString copy()
+    // A copy in a folder of its own, so that the checked-in file is never written.
+    static bool openCopy(TestVault& t)
     {
-        const QString path = m_dir.filePath(QString("g%1.dat").arg(m_copies++));
-        QFile::remove(path);
-        if (!QFile::copy(Golden, path))
-            return QString();
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
-        return path;
-    }
-    int m_copies = 0;
-
-    void openCopy()
-    {
-        m_session = std::make_unique<CSession>(copy());
-        QCOMPARE(m_session->probe(), CSession::Sound);
-        QVERIFY(m_session->open());
-        m_session->loadCollections();
+        if (!QFile::copy(Golden, t.path()))
+            return false;
+        QFile::setPermissions(t.path(), QFile::ReadOwner | QFile::WriteOwner);
+        return CSession(t.path()).probe() == CSession::Sound && t.open();
     }
 
-    void compareRows(bool unlocked)
+    static void compareRows(const CVault& vault)
     {
         const QList<Row> rows = expectedRows();
         int i = 0;
-        for (CRecord* r = m_session->records()->first(); r; r = CRecords::nextOf(r), ++i) {
+        for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r), ++i) {
             QVERIFY(i < rows.size());
             QCOMPARE(r->key, rows[i].key);
             QCOMPARE(r->category, rows[i].category);
             QStringList want = rows[i].texts;
             // Locked, protected texts other than field 1 are masked, empty ones stay empty.
-            for (int n = 1; !unlocked && rows[i].isProtected && n < want.size(); ++n)
+            for (int n = 1; vault.isLocked() && rows[i].isProtected && n < want.size(); ++n)
                 want[n] = want[n].isEmpty() ? QString() : QString("******");
-            QCOMPARE(texts(r), want);
+            QStringList got;
+            for (int n = 0; n < CRecord::TextCount; ++n)
+                got << vault.text(*r, n);
+            QCOMPARE(got, want);
         }
         QCOMPARE(i, rows.size());
     }
 
 private slots:
-    void cleanup() { m_session.reset(); }
-
-    void settingsReadAndWrittenAsStored()
+    void readAsStored()
     {
-        openCopy();
-        QCOMPARE(_AppCfg->colourOdd, QColor(250, 240, 230));
-        QCOMPARE(_AppCfg->colourEven, QColor(200, 220, 210));
-        QCOMPARE(_AppCfg->autolockMinutes, 7);
-        QVERIFY(_AppCfg->cleartextPwd);
-        QVERIFY(_AppCfg->showNoPwdWarning);
-        QCOMPARE(_AppCfg->passwordLength, 14);
-        QVERIFY(_AppCfg->locked);
+        TestVault t;
+        QVERIFY(openCopy(t));
+        CVault& vault = *t.vault;
+        const CvxConfig& s = vault.settings();
+        QCOMPARE(s.colourOdd, QColor(250, 240, 230));
+        QCOMPARE(s.colourEven, QColor(200, 220, 210));
+        QCOMPARE(s.autolockMinutes, 7);
+        QVERIFY(s.cleartextPwd && s.showNoPwdWarning && vault.hasPassword());
+        QCOMPARE(s.passwordLength, 14);
         char encoded[CvxConfig::StoredSize];
-        _AppCfg->Encode(encoded);
-        QCOMPARE(QByteArray(encoded, sizeof encoded), storedBytes(0));
-    }
+        s.Encode(encoded);
+        QCOMPARE(QByteArray(encoded, sizeof encoded), storedBytes(vault, 0));
 
-    void categoriesAndRecords()
-    {
-        openCopy();
-        QStringList names;
-        for (CCategory* c = m_session->categories()->first(); c; c = CCategories::nextOf(c))
-            names << c->name;
-        QCOMPARE(names.size(), 13);
-        const CCategory* games = m_session->categories()->find("Games");
+        QCOMPARE(vault.categories().count, 13);
+        const CCategory* games = vault.categories().find("Games");
         QVERIFY(games);
         QCOMPARE(games->id, 12);
         QVERIFY(games->isProtected);
         QCOMPARE(games->icon, QString("icon_disk"));
         QCOMPARE(games->labels[1], QString("Licence"));
+        for (const CCategory* c = vault.categories().first(); c; c = CCategories::nextOf(c)) {
+            char bytes[CCategory::StoredSize];
+            c->Encode(bytes);
+            QCOMPARE(QByteArray(bytes, sizeof bytes), storedBytes(vault, KeyPlan::CategoryKey(c->id)));
+        }
 
-        compareRows(false);
-        QVERIFY(!CheckValidPwd("golden pass 41"));
-        QVERIFY(CheckValidPwd(Password));
-        _AppCfg->locked = false;
-        compareRows(true);
+        QVERIFY(vault.isLocked());
+        compareRows(vault);
+        QVERIFY(!vault.unlock("golden pass 41"));
+        QVERIFY(vault.unlock(Password));
+        compareRows(vault);
         // Written back, every record keeps its stored bytes.
-        for (CRecord* r = m_session->records()->first(); r; r = CRecords::nextOf(r))
-            QCOMPARE(r->Encode(), storedBytes(r->key));
+        for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r))
+            QCOMPARE(r->Encode(), storedBytes(vault, r->key));
     }
 
     void freeListReusedAndPasswordChanged()
     {
-        openCopy();
-        QVERIFY(_AppFile->header().freeListHead != 0);
-        const qint64 size = QFileInfo(m_session->dataFile()).size();
-        CRecord added;
-        added.category = 3;
-        added.SetDataText("New", "x", "", "", "", "", "");
-        added.WriteRecord(false);
-        QCOMPARE(added.key, 1005);
-        QCOMPARE(QFileInfo(m_session->dataFile()).size(), size); // freed blocks taken first
+        TestVault t;
+        QVERIFY(openCopy(t));
+        QVERIFY(t.vault->session().file()->header().freeListHead != 0);
+        const qint64 size = QFileInfo(t.path()).size();
+        const QString texts[7] = {"New", "x"};
+        int key = 0;
+        QVERIFY(t.vault->addRecord(3, texts, &key).ok());
+        QCOMPARE(key, 1005);
+        QCOMPARE(QFileInfo(t.path()).size(), size); // freed blocks taken first
 
-        QVERIFY(CheckValidPwd(Password));
-        ApplyPasswordChange(CPasswordChange::Changed, "other", m_session->records(), m_session->categories());
-        const QString path = m_session->dataFile();
-        m_session = std::make_unique<CSession>(path);
-        QVERIFY(m_session->open());
-        m_session->loadCollections();
-        QVERIFY(CheckValidPwd("other"));
-        _AppCfg->locked = false;
-        m_session->records()->Delete(m_session->records()->first()->next->next->next->next); // the added one
-        compareRows(true);
+        QVERIFY(t.vault->changePassword(Password, "other").ok());
+        QVERIFY(t.open());
+        QVERIFY(!t.vault->unlock(Password));
+        QVERIFY(t.vault->unlock("other"));
+        QVERIFY(t.vault->deleteRecord(1005).ok());
+        compareRows(*t.vault);
     }
 };
 
