@@ -72,8 +72,9 @@ int CxPosixIo::open(const char* path, Mode mode)
     }
     if (fd < 0)
         fd = ::open(path, flags, 0600);
+    // A journal that cannot be made beside the file names the cause too.
     if (fd < 0)
-        return errno;
+        return m_error = errno;
     m_folder = m_created ? folderOf(path) : std::string();
     m_fd = keepAboveZero(fd);
     if (m_fd < 0) {
