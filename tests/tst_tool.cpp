@@ -1,9 +1,7 @@
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/record.h"
-#include "vault/session.h"
 #include "storage/cxfile.h"
+#include "vault/keyplan.h"
+#include "vault/password.h"
+#include "vault/vault.h"
 
 #include <QFile>
 #include <QDir>
@@ -13,8 +11,6 @@
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QtTest>
-
-#include <memory>
 
 #include <unistd.h>
 
@@ -59,19 +55,19 @@ class TestTool : public QObject
 private:
     QTemporaryDir m_dir;
     const QString m_tool = QStringLiteral(VX_TEST_BINARY_DIR "/vaultix-tool");
+    QString m_records; // three records, copied for each test
 
-    // `asUser`: as someone bound by file permissions, which root is not
-    // (runs the tool as nobody then).
-    Result run(const QStringList& args, const QByteArray& input = QByteArray(), bool asUser = false)
+    // `wrapper`: a command that runs the tool, given as its last arguments.
+    Result run(const QStringList& args, const QByteArray& input = QByteArray(), const QStringList& wrapper = {})
     {
         QProcess p;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("XDG_DATA_HOME", m_dir.filePath("xdg")); // away from the user's own file
         p.setProcessEnvironment(env);
-        if (asUser && ::geteuid() == 0)
-            p.start("setpriv", QStringList{"--reuid=65534", "--regid=65534", "--clear-groups", m_tool} + args);
-        else
+        if (wrapper.isEmpty())
             p.start(m_tool, args);
+        else
+            p.start(wrapper.first(), wrapper.mid(1) + QStringList{m_tool} + args);
         p.write(input);
         p.closeWriteChannel();
         const bool finished = p.waitForFinished(60000); // else killed with p
@@ -79,26 +75,47 @@ private:
                       QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
     }
 
+    // As someone bound by file permissions, which root is not.
+    static QStringList asUser()
+    {
+        if (::geteuid() != 0)
+            return {};
+        return {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    }
+
     QString path(const QString& name) { return m_dir.filePath(name); }
 
-    // A default file with three records written through the model: a
-    // protected one, a plain one and one whose category does not exist.
-    QString makeFileWithRecords(const QString& name)
+    // `file`: a path, or a name in the test's folder.
+    QString copyOfRecords(const QString& file)
     {
-        CSession session(path(name));
-        session.open();
+        const QString to = QDir(m_dir.path()).filePath(file);
+        QFile::remove(to);
+        QFile::copy(m_records, to);
+        return QFile::setPermissions(to, QFile::ReadOwner | QFile::WriteOwner) ? to : QString();
+    }
+
+    // A default file with a protected record, a plain one and one whose
+    // category does not exist.
+    static bool makeRecords(const QString& file)
+    {
         {
-            const QStringList rows[] = {{"0", "My bank", "12345678", "4321", "", "", "", "line one\nline two"},
-                                        {"3", "Mail", "me", "pw", "pop", "smtp", "", ""},
-                                        {"77", "Orphan", "x", "", "", "", "", ""}};
-            for (const QStringList& t : rows) {
-                CRecord r;
-                r.category = t[0].toInt();
-                r.SetDataText(t[1], t[2], t[3], t[4], t[5], t[6], t[7]);
-                r.WriteRecord(false);
-            }
+            CVault vault(file);
+            const CVault::Texts bank = {"My bank", "12345678", "4321", "", "", "", "line one\nline two"};
+            const CVault::Texts mail = {"Mail", "me", "pw", "pop", "smtp", "", ""};
+            if (!vault.open() || !vault.addRecord(0, bank).ok() || !vault.addRecord(3, mail).ok())
+                return false;
         }
-        return path(name);
+        // The vault never makes such a record: written past it.
+        CRecord orphan;
+        orphan.category = 77;
+        const QString texts[CRecord::TextCount] = {"Orphan", "x"};
+        orphan.SetDataText(texts, nullptr);
+        const QByteArray bytes = orphan.Encode();
+        CxFile raw(KeyPlan::Signature);
+        const bool added = raw.Open(QFile::encodeName(file).constData()) == 0
+                           && raw.AddRecord(1003, bytes.constData(), int32_t(bytes.size()));
+        raw.Close();
+        return added;
     }
 
 private slots:
@@ -106,39 +123,120 @@ private slots:
     {
         QVERIFY(m_dir.isValid());
         QVERIFY2(QFile::exists(m_tool), qPrintable(m_tool));
+        // Others may enter, for the runs as another user.
+        QVERIFY(QFile::setPermissions(m_dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
+                                                        | QFile::ReadOther | QFile::ExeOther));
+        m_records = path("template.dat");
+        QVERIFY(makeRecords(m_records));
+        QVERIFY(writeAll(path("in.csv"), "Shop,login,pw\nbank,acc,1234\n"));
     }
 
-    // Every exit code the tool promises, one row each. `file` names what
-    // --file points at; the password is "secret" where one is set.
+    // Help that was asked for goes to standard output, exit 0; a usage
+    // error says what is wrong, then shows the usage on standard error,
+    // exit 2. `usage`: the start of the usage shown.
+    void usage_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("usage");
+        auto row = [](const char* tag, const QStringList& args, int code, const QString& shown) {
+            QTest::newRow(tag) << args << code << "Usage: vaultix-tool [--file PATH] " + shown;
+        };
+        for (const char* command : {"check", "keys", "list", "show", "categories", "passwd", "salvage", "import",
+                                    "export"}) {
+            QTest::addRow("help %s", command) << QStringList{"help", command} << 0
+                                              << QString("Usage: vaultix-tool [--file PATH] %1").arg(command);
+            QTest::addRow("%s --help", command) << QStringList{command, "--help"} << 0
+                                                << QString("Usage: vaultix-tool [--file PATH] %1").arg(command);
+        }
+        row("--help", {"--help"}, 0, "COMMAND ");
+        row("help", {"help"}, 0, "COMMAND ");
+        row("--file, -h, command", {"--file", "x", "-h", "keys"}, 0, "keys\n");
+        row("no command", {}, 2, "COMMAND ");
+        row("unknown command", {"frobnicate"}, 2, "COMMAND ");
+        row("help unknown", {"help", "frobnicate"}, 2, "COMMAND ");
+        row("password option", {"list", "--password", "x"}, 2, "list ");
+        row("option of another", {"list", "--force"}, 2, "list ");
+        row("empty category", {"list", "--category="}, 2, "list ");
+        row("no key", {"show"}, 2, "show ");
+        row("two keys", {"show", "1", "2"}, 2, "show ");
+        row("argument", {"check", "x"}, 2, "check\n");
+        row("--file twice", {"--file", "a", "keys", "--file", "b"}, 2, "keys\n");
+    }
+
+    void usage()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(int, code);
+        QFETCH(QString, usage);
+        const Result r = run(args);
+        QCOMPARE(r.code, code);
+        QVERIFY((code ? r.out : r.err).isEmpty());
+        const QString& shown = code ? r.err : r.out;
+        // What is wrong first, alone on its line.
+        const QString expected = code ? "\n\n" + usage : usage;
+        QVERIFY2(shown.indexOf(expected) == (code ? shown.indexOf(u'\n') : 0), qPrintable(shown));
+        QVERIFY(code == 0 || shown.startsWith("vaultix-tool: "));
+        QVERIFY(!QFile::exists(path("xdg/Vaultix/Vaultix.Dat")));
+    }
+
+    // Every exit code the tool promises, one row each; a refusal or a
+    // failed change leaves the file as it was and prints no success line.
+    // `file` names what --file points at; the password is "secret" where
+    // one is set. `error`: a text the tool must print.
     void exitCodes_data()
     {
         QTest::addColumn<QString>("file");
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<int>("code");
-        const QByteArray p32(32, 'p'), p33(33, 'p');
-        QTest::newRow("help") << "sound" << QStringList{"list", "--help"} << QByteArray() << 0;
-        QTest::newRow("no command") << "sound" << QStringList() << QByteArray() << 2;
-        QTest::newRow("unknown command") << "sound" << QStringList{"frobnicate"} << QByteArray() << 2;
-        QTest::newRow("password option") << "sound" << QStringList{"list", "--password", "x"} << QByteArray() << 2;
-        QTest::newRow("show without key") << "sound" << QStringList{"show"} << QByteArray() << 2;
-        QTest::newRow("check sound") << "sound" << QStringList{"check"} << QByteArray() << 0;
-        QTest::newRow("check damaged") << "damaged" << QStringList{"check"} << QByteArray() << 1;
-        QTest::newRow("check missing") << "missing" << QStringList{"check"} << QByteArray() << 2;
-        QTest::newRow("check folder") << "folder" << QStringList{"check"} << QByteArray() << 2;
-        QTest::newRow("check foreign") << "foreign" << QStringList{"check"} << QByteArray() << 1;
-        QTest::newRow("list damaged") << "damaged" << QStringList{"list"} << QByteArray() << 1;
-        QTest::newRow("list foreign") << "foreign" << QStringList{"list"} << QByteArray() << 2;
-        QTest::newRow("list folder") << "folder" << QStringList{"list"} << QByteArray() << 2;
-        QTest::newRow("unknown category") << "sound" << QStringList{"list", "--category", "Nope"} << QByteArray() << 2;
-        QTest::newRow("unknown key") << "sound" << QStringList{"show", "4242"} << QByteArray() << 2;
-        QTest::newRow("wrong password") << "password" << QStringList{"list", "--password-stdin"} << QByteArray("wrong\n") << 1;
-        QTest::newRow("right password") << "password" << QStringList{"list", "--password-stdin"} << QByteArray("secret\n") << 0;
-        QTest::newRow("passwords differ") << "sound" << QStringList{"passwd"} << QByteArray("\na\nb\n") << 1;
-        QTest::newRow("32 characters") << "sound" << QStringList{"passwd"} << "\n" + p32 + "\n" + p32 + "\n" << 0;
-        QTest::newRow("33 characters") << "sound" << QStringList{"passwd"} << "\n" + p33 + "\n" + p33 + "\n" << 2;
-        QTest::newRow("passwd in use") << "in use" << QStringList{"passwd"} << QByteArray("\na\na\n") << 1;
-        QTest::newRow("list in use") << "in use" << QStringList{"list"} << QByteArray() << 0;
+        QTest::addColumn<QString>("error");
+        auto row = [](const char* tag, const char* file, const QStringList& args, const QByteArray& input, int code,
+                      const QString& error = QString()) {
+            QTest::newRow(tag) << QString(file) << args << input << code << error;
+        };
+        const QByteArray p32 = "\n" + QByteArray(32, 'p') + "\n" + QByteArray(32, 'p') + "\n";
+        const QByteArray p33 = "\n" + QByteArray(33, 'p') + "\n" + QByteArray(33, 'p') + "\n";
+        const QString notLatin1 = Password::NotLatin1Text();
+        const QStringList unlock = {"list", "--password-stdin"};
+        const QStringList import = {"import", path("in.csv"), "--password-stdin"};
+        row("check sound", "sound", {"check"}, {}, 0);
+        row("check damaged", "damaged", {"check"}, {}, 1, "cut-off block");
+        row("check missing", "missing", {"check"}, {}, 2);
+        row("check folder", "folder", {"check"}, {}, 2);
+        row("check foreign", "foreign", {"check"}, {}, 1);
+        row("list damaged", "damaged", {"list"}, {}, 1);
+        row("passwd damaged", "damaged", {"passwd"}, "\na\na\n", 1);
+        row("list foreign", "foreign", {"list"}, {}, 2);
+        row("list folder", "folder", {"list"}, {}, 2);
+        row("unknown category", "sound", {"list", "--category", "Nope"}, {}, 2);
+        row("unknown key", "sound", {"show", "4242"}, {}, 2);
+        row("wrong password", "password", unlock, "wrong\n", 1, "The password is incorrect.");
+        row("right password", "password", unlock, "secret\n", 0);
+        row("wrong old password", "password", {"passwd"}, "wrong\nnew\nnew\n", 1,
+            "The old password you entered is incorrect.");
+        row("passwords differ", "sound", {"passwd"}, "\na\nb\n", 1, "The new passwords you entered do not match.");
+        row("32 characters", "sound", {"passwd"}, p32, 0);
+        row("33 characters", "sound", {"passwd"}, p33, 2, "longer than 32");
+        row("passwd in use", "in use", {"passwd"}, "\na\na\n", 1, "already in use");
+        row("list in use", "in use", {"list"}, {}, 0);
+        // A password the cipher's Latin-1 key cannot hold is refused, not
+        // stored as question marks.
+        row("set to Cyrillic", "sound", {"passwd"}, "\nпарольпароль\nпарольпароль\n", 1, notLatin1);
+        row("changed to Cyrillic", "password", {"passwd"}, "secret\nпарольпароль\nпарольпароль\n", 1, notLatin1);
+        row("question marks", "password", unlock, "????????????\n", 1, "The password is incorrect.");
+        row("Cyrillic for question marks", "question marks", unlock, "парольпароль\n", 1, notLatin1);
+        // A file the user may only read: read, never written.
+        for (const QStringList& args : {QStringList{"check"}, {"keys"}, {"categories"}, {"show", "1002"}, unlock})
+            row(qPrintable("read-only file, " + args[0]), "read-only file", args, "\n", 0);
+        row("read-only file, passwd", "read-only file", {"passwd"}, "\n\n\n", 2,
+            "cannot be opened for reading and writing");
+        // Changes that cannot reach the disk.
+        row("passwd, read-only folder", "read-only folder", {"passwd"}, "secret\nother\nother\n", 1,
+            "The folder cannot be written.");
+        row("import, read-only folder", "read-only folder", import, "secret\n", 1, "The folder cannot be written.");
+        row("passwd, full disk", "full disk", {"passwd"}, "secret\nother\nother\n", 1, "The disk is full.");
+        row("import, full disk", "full disk", import, "secret\n", 1, "The disk is full.");
     }
 
     void exitCodes()
@@ -147,34 +245,73 @@ private slots:
         QFETCH(QStringList, args);
         QFETCH(QByteArray, input);
         QFETCH(int, code);
+        QFETCH(QString, error);
         QString target = path("codes/" + file + ".dat");
+        QString tooled = target; // what --file names
+        QString after = target;  // the file after the run
+        QStringList wrapper;
         QDir().mkpath(path("codes/folder.dat"));
-        if (file == "sound" || file == "in use" || file == "damaged" || file == "password") {
-            QFile::remove(target);
-            QFile::copy(makeFileWithRecords("codes-source.dat"), target);
-            QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner);
+        if (file.startsWith("read-only")) {
+            QVERIFY(QDir().mkpath(path("ro")));
+            if (file == "read-only folder")
+                target = tooled = after = path("ro/v.dat");
+            wrapper = asUser();
+            if (!wrapper.isEmpty() && QStandardPaths::findExecutable("setpriv").isEmpty())
+                QSKIP("running as root without setpriv: permissions do not stop root");
+        } else if (file == "full disk") {
+            // A file system of its own, full but for the file: made in a
+            // mount namespace of an unprivileged user namespace.
+            QVERIFY(QDir().mkpath(path("full")));
+            target = path("full.src");
+            tooled = path("full/v.dat");
+            after = path("full.after");
+            QFile::remove(after); // made only when the file system could be
+            wrapper = QStringList{"unshare", "--user", "--map-root-user", "--mount", "sh", "-c",
+                                  "mount -t tmpfs -o size=256k vaultix \"$0\" 2>/dev/null || exit\n"
+                                  "cp \"$0.src\" \"$0/v.dat\" || exit\n"
+                                  "dd if=/dev/zero of=\"$0/fill\" bs=4096 2>/dev/null\n"
+                                  "\"$@\"; code=$?\n"
+                                  "cp \"$0/v.dat\" \"$0.after\"; exit $code\n",
+                                  path("full")};
         }
+        if (!QStringList{"missing", "folder", "foreign"}.contains(file))
+            QVERIFY(!copyOfRecords(target).isEmpty());
         if (file == "damaged")
             QVERIFY(writeAll(target, readAll(target).chopped(40)));
         if (file == "foreign")
             QVERIFY(writeAll(target, QByteArray("NotOurs0001\0\0\0\0\0", 16) + QByteArray(148, '\1')));
-        if (file == "password")
-            QCOMPARE(run({"--file", target, "passwd"}, "\nsecret\nsecret\n").code, 0);
+        const QString password = file == "question marks" ? "????????????" : "secret";
+        if (QStringList{"password", "question marks", "read-only folder", "full disk"}.contains(file))
+            QCOMPARE(run({"--file", target, "passwd"}, ("\n" + password + "\n" + password + "\n").toUtf8()).code, 0);
+        if (file == "read-only file")
+            QVERIFY(QFile::setPermissions(target, QFile::ReadOwner | QFile::ReadOther));
+        if (file == "read-only folder") {
+            // The file may be written, but no journal made beside it.
+            QVERIFY(QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther
+                                                      | QFile::WriteOther));
+            QVERIFY(QFile::setPermissions(path("ro"), QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther
+                                                          | QFile::ExeOther));
+        }
         CSession holder(target); // a running Vaultix
         if (file == "in use")
             QVERIFY(holder.lock());
         const QByteArray before = readAll(target);
 
-        const Result r = run(QStringList{"--file", target} + args, input);
+        const Result r = run(QStringList{"--file", tooled} + args, input, wrapper);
+        QFile::setPermissions(path("ro"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        if (file == "full disk" && !QFile::exists(after))
+            QSKIP("no file system of our own can be mounted here");
         QVERIFY2(r.code == code, qPrintable(QString("exit %1: %2").arg(r.code).arg(r.err)));
-        if (code == 2 && QByteArray(QTest::currentDataTag()).contains("command"))
-            QVERIFY(r.err.contains("Usage: vaultix-tool") && !r.err.startsWith("Usage:")); // what is wrong first
-        if (code != 0 && file != "missing")
-            QCOMPARE(readAll(target), before); // a refusal writes nothing
+        QVERIFY2(r.out.contains(error) || r.err.contains(error), qPrintable(r.err));
+        const bool changes = args[0] == "passwd" || args[0] == "import";
+        if (code != 0 && changes)
+            QCOMPARE(r.out, QString());
+        if (code == 0)
+            QCOMPARE(r.err, QString());
+        if ((code != 0 || !changes) && file != "missing")
+            QCOMPARE(readAll(after), before);
         if (file == "missing")
             QVERIFY(!QFile::exists(target));
-        if (file == "in use" && code)
-            QVERIFY2(r.err.contains("already in use"), qPrintable(r.err));
         QVERIFY(!QFile::exists(path("xdg/Vaultix/Vaultix.Dat"))); // --file is always used
     }
 
@@ -199,60 +336,13 @@ private slots:
         r = run({"--file=" + file, "check"});
         QCOMPARE(r.code, 0);
         QCOMPARE(r.out, QString("OK: %1 is sound (15 records, %2 blocks)\n").arg(file).arg((readAll(file).size() - 36) / 128));
-
-        // Damaged: one problem a line, exit 1, and no command writes through it.
-        QFile f(file);
-        const QByteArray bytes = readAll(file).chopped(40);
-        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size());
-        f.close();
-        r = run({"--file", file, "check"});
-        QCOMPARE(r.code, 1);
-        QVERIFY2(r.out.contains("cut-off block") && !r.out.contains("OK:"), qPrintable(r.out));
-        r = run({"--file", file, "passwd"}, "\nsecret\nsecret\n");
-        QCOMPARE(r.code, 1);
-        QCOMPARE(readAll(file), bytes);
-    }
-
-    // The reading commands work on a file the user may only read, and
-    // never write to it; passwd is refused cleanly.
-    void readOnlyFile_data()
-    {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<int>("code");
-        QTest::newRow("check") << QStringList{"check"} << 0;
-        QTest::newRow("keys") << QStringList{"keys"} << 0;
-        QTest::newRow("categories") << QStringList{"categories"} << 0;
-        QTest::newRow("list") << QStringList{"list", "--password-stdin"} << 0;
-        QTest::newRow("show") << QStringList{"show", "1002"} << 0;
-        QTest::newRow("passwd") << QStringList{"passwd"} << 2;
-    }
-    void readOnlyFile()
-    {
-        QFETCH(QStringList, args);
-        QFETCH(int, code);
-        if (::geteuid() == 0 && QStandardPaths::findExecutable("setpriv").isEmpty())
-            QSKIP("running as root without setpriv: permissions cannot be tested");
-        QTemporaryDir open; // a folder others may enter
-        QVERIFY(QFile::setPermissions(open.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
-                                                       | QFile::ReadOther | QFile::ExeOther));
-        const QString file = open.filePath("ro.dat");
-        QVERIFY(QFile::copy(makeFileWithRecords("ro-source.dat"), file));
-        QVERIFY(QFile::setPermissions(file, QFile::ReadOwner | QFile::ReadOther));
-        const QByteArray before = readAll(file);
-        const QDateTime modified = QFileInfo(file).lastModified();
-
-        const Result r = run(QStringList{"--file", file} + args, "\n\n\n", true);
-        QVERIFY2(r.code == code, qPrintable(r.err));
-        QVERIFY(code == 0 ? r.err.isEmpty() : r.err.contains("cannot be opened for reading and writing"));
-        QCOMPARE(readAll(file), before);
-        QCOMPARE(QFileInfo(file).lastModified(), modified);
     }
 
     // salvage: a sound file comes out whole; a damaged one as far as it
     // reads, without being written to; an existing OUT is refused.
     void salvage()
     {
-        const QString file = makeFileWithRecords("salvage.dat");
+        const QString file = copyOfRecords("salvage.dat");
         const QString listing = run({"--file", file, "list"}).out;
         QCOMPARE(run({"--file", file, "salvage", path("whole.dat")}).code, 0);
         QCOMPARE(run({"--file", path("whole.dat"), "list"}).out, listing);
@@ -289,7 +379,7 @@ private slots:
 
     void recordsAndPasswords()
     {
-        const QString file = makeFileWithRecords("records.dat");
+        const QString file = copyOfRecords("records.dat");
         auto tool = [&](const QStringList& args, const QByteArray& input = QByteArray()) {
             return run(QStringList{"--file", file} + args, input);
         };
@@ -314,17 +404,6 @@ private slots:
         QCOMPARE(r.code, 1);
         QVERIFY(r.out.isEmpty() && !r.err.contains("wrong")); // nor echoed
 
-        // Refusals change nothing, byte for byte.
-        const QByteArray before = readAll(file);
-        r = tool({"passwd"}, "wrong\nnew\nnew\n");
-        QCOMPARE(r.code, 1);
-        QCOMPARE(r.err, QString("The old password you entered is incorrect.\n"));
-        r = tool({"passwd"}, "secret\nnew\nnwe\n");
-        QCOMPARE(r.code, 1);
-        QCOMPARE(r.err, QString("The new passwords you entered do not match.\n"));
-        QCOMPARE(tool({"passwd"}, "secret\n" + QByteArray(33, 'a') + "\n" + QByteArray(33, 'a') + "\n").code, 2);
-        QCOMPARE(readAll(file), before);
-
         QCOMPARE(tool({"passwd"}, "secret\nother\nother").out, QString("Password changed.\n")); // no final line end
         QCOMPARE(tool({"list", "--password-stdin"}, "secret\n").code, 1);
         QVERIFY(tool({"list", "--password-stdin"}, "other\n").out.startsWith(bank));
@@ -338,12 +417,11 @@ private slots:
     // imports again.
     void csvImportExport()
     {
-        const QString file = makeFileWithRecords("csv.dat");
+        const QString file = copyOfRecords("csv.dat");
         auto tool = [&](QStringList args, const QByteArray& input = QByteArray()) {
             return run(QStringList{"--file", file} + args, input);
         };
         const QString csv = path("in.csv");
-        QVERIFY(writeAll(csv, "Shop,login,pw\nbank,acc,1234\n"));
         QCOMPARE(tool({"passwd"}, "\nsecret\nsecret\n").code, 0);
         const QByteArray before = readAll(file);
 

@@ -2,24 +2,14 @@
 
 #include "tools/toolcommands.h"
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
-#include "vault/session.h"
+#include "vault/vault.h"
 
 #include <QFile>
 #include <QFileInfo>
 
-#include <cstdio>
-
 namespace {
-
-void Report(FILE* stream, const QString& text)
-{
-    const QByteArray bytes = text.toLocal8Bit() + '\n';
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
-}
 
 bool SameFile(const QString& a, const QString& b)
 {
@@ -35,43 +25,43 @@ int ImportCSVFile(const QString& path, const QString& csv, bool passwordStdin)
     // Read first, so that nothing is opened or created for a bad name.
     const QFileInfo info(csv);
     if (!info.exists()) {
-        PrintError(QString("%1: no such file").arg(csv));
+        PrintError(Tool::tr("%1 does not exist.").arg(csv));
         return ExitFailed;
     }
     QFile file(csv);
-    if (info.isDir() || !file.open(QIODevice::ReadOnly)) {
-        PrintError(QString("cannot read %1").arg(csv));
-        return ExitFailed;
-    }
-    QByteArray bytes = file.readAll();
-    const bool readOk = file.error() == QFileDevice::NoError;
-    file.close();
-    if (!readOk) {
+    QByteArray bytes;
+    if (!info.isDir() && file.open(QIODevice::ReadOnly))
+        bytes = file.readAll();
+    if (!file.isOpen() || file.error() != QFileDevice::NoError) {
         WipeCSVText(bytes);
-        PrintError(QString("cannot read %1").arg(csv));
+        PrintError(Tool::tr("%1 cannot be read.").arg(csv));
         return ExitFailed;
     }
+    file.close();
 
-    CSession session(path);
-    int result = OpenData(session, true);
+    CVault vault(path);
+    int result = OpenData(vault, true);
     if (result == ExitOk)
-        result = Unlock(passwordStdin);
-    if (result == ExitOk && _AppCfg->locked && _AppCfg->hasPassword()) {
-        PrintError(QString("the data is locked: give the master password (--password-stdin, or on a terminal)"));
+        result = Unlock(vault, passwordStdin);
+    if (result == ExitOk && vault.protectedDataLocked()) {
+        PrintError(Tool::tr("The data is locked; give the master password (--password-stdin, or on a terminal)."));
         result = ExitFailed;
     }
     if (result != ExitOk) {
         WipeCSVText(bytes);
         return result;
     }
-    bool written = true;
-    const int count = ImportCSVBytes(bytes, session.categories(), session.records(), &written);
+    int added = 0;
+    QVector<CVault::ImportSkip> skipped;
+    const CVaultResult done = ImportCSVBytes(bytes, vault, &added, &skipped);
     WipeCSVText(bytes);
-    if (!written) {
-        PrintError(QString("cannot write to %1; nothing was imported").arg(path));
+    if (!done.ok()) {
+        PrintError(done.error());
         return ExitFailed;
     }
-    Report(stdout, QString("%1 records imported").arg(count));
+    for (const CVault::ImportSkip& skip : skipped)
+        PrintError(Tool::tr("Line %1 was not imported: %2.").arg(skip.line).arg(skip.reason));
+    PrintTo(stdout, Tool::tr("%1 records imported").arg(added));
     return ExitOk;
 }
 
@@ -81,43 +71,44 @@ int ExportCSVFile(const QString& path, const QString& csv, bool passwordStdin, b
     if (!toStdout) {
         const QFileInfo info(csv);
         if (info.isDir()) {
-            PrintError(QString("%1 is a folder").arg(csv));
+            PrintError(Tool::tr("%1 is a folder.").arg(csv));
             return ExitFailed;
         }
         if (SameFile(csv, path)) {
-            PrintError(QString("%1 is the data file itself").arg(csv));
+            PrintError(Tool::tr("%1 is the data file itself.").arg(csv));
             return ExitFailed;
         }
         if ((info.exists() || info.isSymLink()) && !force) {
-            PrintError(QString("%1 exists; give --force to overwrite it").arg(csv));
+            PrintError(Tool::tr("%1 exists; give --force to overwrite it.").arg(csv));
             return ExitFailed;
         }
     }
 
-    CSession session(path);
-    int result = OpenData(session, false);
+    CVault vault(path);
+    int result = OpenData(vault, false);
     if (result == ExitOk)
-        result = Unlock(passwordStdin);
+        result = Unlock(vault, passwordStdin);
     if (result != ExitOk)
         return result;
-    if (_AppCfg->locked && _AppCfg->hasPassword())
-        PrintError(QString("no password given: protected texts are written as ******"));
+    if (vault.protectedDataLocked())
+        PrintError(Tool::tr("No password was given: protected texts are written as ******."));
 
-    QFile out;
-    const bool opened = toStdout ? out.open(stdout, QIODevice::WriteOnly)
-                                 : (out.setFileName(csv), out.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    if (!opened) {
-        PrintError(QString("cannot write %1").arg(csv));
-        return ExitFailed;
-    }
-    const int count = ExportCSV(out, session.categories(), session.records());
-    const bool written = out.flush() && out.error() == QFileDevice::NoError;
-    out.close();
-    if (!written) {
-        PrintError(QString("cannot write %1").arg(toStdout ? QString("standard output") : csv));
-        return ExitFailed;
+    int count = 0;
+    if (toStdout) {
+        QFile out;
+        count = out.open(stdout, QIODevice::WriteOnly) ? ExportCSV(out, vault) : -1;
+        if (count < 0 || !out.flush()) {
+            PrintError(Tool::tr("The records could not be written to standard output."));
+            return ExitFailed;
+        }
+    } else {
+        const CVaultResult done = DoTheExport(csv, vault, &count);
+        if (!done.ok()) {
+            PrintError(done.error());
+            return ExitFailed;
+        }
     }
     // The count must not mix with the records on standard output.
-    Report(toStdout ? stderr : stdout, QString("%1 records exported").arg(count));
+    PrintTo(toStdout ? stderr : stdout, Tool::tr("%1 records exported").arg(count));
     return ExitOk;
 }

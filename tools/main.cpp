@@ -1,105 +1,238 @@
 // vaultix-tool: checks, lists and maintains a Vaultix data file from the
-// command line. Parses the arguments and hands over to toolcommands.cpp.
+// command line. Finds the command, parses its arguments with the command's
+// own parser and hands over to toolcommands.cpp.
 
 #include "tools/toolcommands.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QStringList>
 
 namespace {
 
-struct Arguments
+enum Option { NoOption = 0, Category = 1, PasswordStdin = 2, Force = 4 };
+
+struct OptionDef
 {
-    QString file;
-    QString command;
-    QStringList positional;
-    QString category; // null unless --category was given
-    bool passwordStdin = false;
-    bool force = false;
+    Option option;
+    const char* name;
+    const char* valueName; // null for a switch
+    const char* help;
 };
 
-// Asked-for help goes to standard output and is a success; a usage error
-// goes to standard error.
-int UsageError(const QString& text)
+const OptionDef Options[] = {
+    {Category, "category", "NAME",
+     QT_TRANSLATE_NOOP("Tool", "Only the records of the category NAME (letter case does not matter).")},
+    {PasswordStdin, "password-stdin", nullptr,
+     QT_TRANSLATE_NOOP("Tool", "Reads the master password from the first line of standard input.")},
+    {Force, "force", nullptr, QT_TRANSLATE_NOOP("Tool", "Overwrites FILE.csv when it exists.")},
+};
+
+enum CommandId { Check, Keys, List, Show, Categories, Passwd, Salvage, Import, Export };
+
+struct Command
 {
-    if (text.isEmpty()) {
-        PrintUsage(stdout);
-        return ExitOk;
+    CommandId id;
+    const char* name;
+    const char* argument; // the one positional argument, null for none
+    int options;          // Option flags
+    const char* summary;  // a line of the overview
+    const char* help;     // what `help COMMAND` adds
+};
+
+const Command Commands[] = {
+    {Check, "check", nullptr, NoOption, QT_TRANSLATE_NOOP("Tool", "Checks the file's structure; only reads."),
+     QT_TRANSLATE_NOOP("Tool", "Checks the structure of the data file and names each problem; only reads, so it "
+                               "works on a file you may only read. Exit status 0: the file is sound; 1: it is "
+                               "damaged; 2: it cannot be read.")},
+    {Keys, "keys", nullptr, NoOption, QT_TRANSLATE_NOOP("Tool", "One line per record: KEY LENGTH; only reads."),
+     QT_TRANSLATE_NOOP("Tool", "Lists every record of the file in key order, one line each: its key and its "
+                               "length in bytes. Only reads.")},
+    {List, "list", nullptr, Category | PasswordStdin,
+     QT_TRANSLATE_NOOP("Tool", "One line per record: key, category and fields 1 to 3."),
+     QT_TRANSLATE_NOOP("Tool", "Lists the records, one line each: the key, the category and fields 1 to 3, "
+                               "separated by tabs. Protected texts show as ****** unless the data is unlocked; "
+                               "on a terminal the master password is asked for.")},
+    {Show, "show", "KEY", PasswordStdin,
+     QT_TRANSLATE_NOOP("Tool", "The fields and the note of the record with that key."),
+     QT_TRANSLATE_NOOP("Tool", "Shows the category, the labelled fields and the note of the record with the key "
+                               "KEY. Protected texts show as ****** unless the data is unlocked; on a terminal "
+                               "the master password is asked for.")},
+    {Categories, "categories", nullptr, NoOption,
+     QT_TRANSLATE_NOOP("Tool", "One line per category: id, name, protected or plain, icon."),
+     QT_TRANSLATE_NOOP("Tool", "Lists the categories in name order, one line each: the id, the name, "
+                               "\"protected\" or \"plain\", and the icon, separated by tabs.")},
+    {Passwd, "passwd", nullptr, NoOption,
+     QT_TRANSLATE_NOOP("Tool", "Sets, changes or removes the master password."),
+     QT_TRANSLATE_NOOP("Tool", "Sets, changes or removes the master password. Reads the old password, the new "
+                               "one and its confirmation as three lines of standard input (an empty line for "
+                               "none), or asks for them on a terminal. A password may hold only characters of "
+                               "the Latin-1 set, at most 32 of them. Says what was done only once the change is "
+                               "in the file; when it cannot be written, the file stays as it was and the tool "
+                               "says why and exits with 1.")},
+    {Salvage, "salvage", "OUT", NoOption,
+     QT_TRANSLATE_NOOP("Tool", "Copies what a damaged file still holds into a new file OUT."),
+     QT_TRANSLATE_NOOP("Tool", "Copies every record of a damaged file that still reads back whole into the new "
+                               "file OUT and lists what it left behind; never writes to the damaged file. Exit "
+                               "status 0: everything was recovered; 1: something was or may have been left "
+                               "behind; 2: the file cannot be read, or OUT exists.")},
+    {Import, "import", "FILE.csv", PasswordStdin,
+     QT_TRANSLATE_NOOP("Tool", "Adds one record per line of a CSV file."),
+     QT_TRANSLATE_NOOP("Tool", "Adds one record per line of the CSV file FILE.csv (category, fields 1 to 6, "
+                               "note), creating missing categories; all lines are one change. While a master "
+                               "password is set it needs the password. Prints \"N records imported\" only once "
+                               "the records are in the file; when they cannot be written, the file stays as it "
+                               "was and the tool says why and exits with 1.")},
+    {Export, "export", "FILE.csv", PasswordStdin | Force,
+     QT_TRANSLATE_NOOP("Tool", "Writes every record as one line of a CSV file."),
+     QT_TRANSLATE_NOOP("Tool", "Writes every record as one CSV line to FILE.csv (\"-\": standard output) and "
+                               "prints \"N records exported\" (on standard error when the records go to "
+                               "standard output). An existing file is overwritten only with --force. Without "
+                               "the password protected texts are written as ******.")},
+};
+
+constexpr int Width = 79;
+constexpr int Indent = 22;
+
+QString OptionName(Option option)
+{
+    for (const OptionDef& def : Options) {
+        if (def.option == option)
+            return QLatin1String(def.name);
     }
-    PrintError(text);
-    PrintUsage(stderr);
-    return ExitUsage;
+    return QString();
 }
 
-// False when the arguments do not parse, with `error` saying why; "--help"
-// gives false and no error, so only the usage is shown.
-bool Parse(const QStringList& args, Arguments& out, QString& error)
+const Command* FindCommand(const QString& name)
 {
-    bool optionsEnd = false;
-    for (int i = 1; i < args.size(); ++i) {
-        const QString& a = args[i];
-        if (!optionsEnd && a.startsWith(u'-') && a.size() > 1) {
-            auto value = [&](const QString& name, QString& target) {
-                if (a.startsWith(name + u'=')) {
-                    target = a.mid(name.size() + 1);
-                } else if (i + 1 < args.size()) {
-                    target = args[++i];
-                } else {
-                    error = QString("%1 needs a value").arg(name);
-                    return false;
-                }
-                if (target.isEmpty()) {
-                    error = QString("%1 needs a value").arg(name);
-                    return false;
-                }
-                return true;
-            };
-            if (a == "--")
-                optionsEnd = true;
-            else if (a == "--help" || a == "-h")
-                return false;
-            else if (a == "--file" || a.startsWith("--file=")) {
-                if (!value("--file", out.file))
-                    return false;
-            } else if (a == "--category" || a.startsWith("--category=")) {
-                if (!value("--category", out.category))
-                    return false;
-            } else if (a == "--password-stdin")
-                out.passwordStdin = true;
-            else if (a == "--force")
-                out.force = true;
-            else {
-                error = QString("unknown option %1").arg(a);
-                return false;
-            }
-        } else if (out.command.isEmpty()) {
-            out.command = a;
-        } else {
-            out.positional << a;
+    for (const Command& command : Commands) {
+        if (name == QLatin1String(command.name))
+            return &command;
+    }
+    return nullptr;
+}
+
+// `text` broken into lines of at most Width columns; lines after the first
+// start at `indent`, and the first is taken to start there too.
+QString Wrapped(const QString& text, int indent)
+{
+    QString out;
+    int column = indent;
+    for (const QString& word : text.split(u' ', Qt::SkipEmptyParts)) {
+        if (column > indent && column + 1 + word.size() > Width) {
+            out += u'\n' + QString(indent, u' ');
+            column = indent;
+        } else if (column > indent) {
+            out += u' ';
+            ++column;
         }
+        out += word;
+        column += int(word.size());
     }
-    if (out.command.isEmpty()) {
-        error = QString("no command given");
-        return false;
+    return out;
+}
+
+// One row of a two-column table: the label, then its text from `indent` on.
+QString Row(const QString& label, const QString& text, int indent = Indent)
+{
+    const QString start = QStringLiteral("  ") + label;
+    const QString lead = start.size() < indent ? start.leftJustified(indent) : start + u'\n' + QString(indent, u' ');
+    return lead + Wrapped(text, indent) + u'\n';
+}
+
+QString Synopsis(const Command& command)
+{
+    QString line = QStringLiteral("vaultix-tool [--file PATH] ") + QLatin1String(command.name);
+    if (command.argument)
+        line += u' ' + QLatin1String(command.argument);
+    for (const OptionDef& def : Options) {
+        if (!(command.options & def.option))
+            continue;
+        line += QStringLiteral(" [--") + QLatin1String(def.name);
+        if (def.valueName)
+            line += u' ' + QLatin1String(def.valueName);
+        line += u']';
     }
-    const bool takesCategory = out.command == "list";
-    const bool takesPassword = out.command == "list" || out.command == "show" || out.command == "import"
-                               || out.command == "export";
-    const QStringList oneArgument = {"show", "salvage", "import", "export"};
-    const int positional = oneArgument.contains(out.command) ? 1 : 0;
-    const QStringList known = {"check", "keys", "list", "show", "categories", "passwd", "salvage", "import", "export"};
-    if (!known.contains(out.command))
-        error = QString("unknown command %1").arg(out.command);
-    else if (!out.category.isNull() && !takesCategory)
-        error = QString("%1 does not take --category").arg(out.command);
-    else if (out.passwordStdin && !takesPassword)
-        error = QString("%1 does not take --password-stdin").arg(out.command);
-    else if (out.force && out.command != "export")
-        error = QString("%1 does not take --force").arg(out.command);
-    else if (out.positional.size() != positional)
-        error = positional ? QString("%1 needs one argument").arg(out.command)
-                           : QString("%1 takes no arguments").arg(out.command);
-    return error.isEmpty();
+    return line;
+}
+
+QString OptionRows(int options)
+{
+    QString rows;
+    for (const OptionDef& def : Options) {
+        if (!(options & def.option))
+            continue;
+        QString label = QStringLiteral("--") + QLatin1String(def.name);
+        if (def.valueName)
+            label += u' ' + QLatin1String(def.valueName);
+        rows += Row(label, Tool::tr(def.help));
+    }
+    rows += Row(QStringLiteral("--file PATH"),
+                Tool::tr("The data file to work on, before or after the command; by default "
+                         "$XDG_DATA_HOME/Vaultix/Vaultix.Dat (~/.local/share/Vaultix/Vaultix.Dat)."));
+    rows += Row(QStringLiteral("-h, --help"), Tool::tr("Shows this help."));
+    return rows;
+}
+
+// The overview without a command, else the command's own usage.
+QString Usage(const Command* command)
+{
+    if (command) {
+        return Tool::tr("Usage: %1").arg(Synopsis(*command)) + QStringLiteral("\n\n")
+               + Wrapped(Tool::tr(command->help), 0) + QStringLiteral("\n\n") + Tool::tr("Options:")
+               + u'\n' + OptionRows(command->options);
+    }
+    QString commands;
+    for (const Command& c : Commands) {
+        QString label = QLatin1String(c.name);
+        if (c.argument)
+            label += u' ' + QLatin1String(c.argument);
+        commands += Row(label, Tool::tr(c.summary));
+    }
+    commands += Row(QStringLiteral("help COMMAND"), Tool::tr("Shows the usage of one command, as COMMAND --help does."));
+    const QString exits[][2] = {
+        {QStringLiteral("0"), Tool::tr("Success, and help that was asked for.")},
+        {QStringLiteral("1"),
+         Tool::tr("A damaged file; the file in use by a running Vaultix; a wrong password; new passwords that "
+                  "differ or hold characters outside Latin-1; a change that could not be written (the file is "
+                  "then as it was); records that salvage left (or may have left) behind; a CSV file that is "
+                  "missing or unreadable; an import without the password; an existing export file without "
+                  "--force.")},
+        {QStringLiteral("2"),
+         Tool::tr("A usage error; an unknown category or key; a file that cannot be read or opened; an "
+                  "existing OUT; a new password longer than 32 characters.")},
+    };
+    QString exitRows;
+    for (const auto& exit : exits)
+        exitRows += Row(exit[0], exit[1], 5);
+    return Tool::tr("Usage: %1").arg(QStringLiteral("vaultix-tool [--file PATH] COMMAND [ARGUMENTS]"))
+           + QStringLiteral("\n\n")
+           + Wrapped(Tool::tr("Reads and maintains a Vaultix data file. list, show, categories, passwd, import "
+                              "and export create the file with the default categories when it does not exist "
+                              "(its folder must exist)."), 0)
+           + QStringLiteral("\n\n") + Tool::tr("Commands:") + u'\n' + commands + u'\n' + Tool::tr("Options:")
+           + u'\n' + OptionRows(NoOption) + u'\n'
+           + Wrapped(Tool::tr("Passwords are never taken from the command line. --password-stdin reads the "
+                              "master password from the first line of standard input; without it protected "
+                              "texts show as ******, unless standard input is a terminal, where the password "
+                              "is asked for."), 0)
+           + QStringLiteral("\n\n") + Tool::tr("Exit status:") + u'\n' + exitRows;
+}
+
+// Asked-for help goes to standard output and is a success.
+int Help(const Command* command)
+{
+    std::fputs(Usage(command).toLocal8Bit().constData(), stdout);
+    return ExitOk;
+}
+
+// What is wrong comes first, then the usage, on standard error.
+int UsageError(const QString& text, const Command* command)
+{
+    PrintError(text);
+    std::fputc('\n', stderr);
+    std::fputs(Usage(command).toLocal8Bit().constData(), stderr);
+    return ExitUsage;
 }
 
 } // namespace
@@ -107,27 +240,85 @@ bool Parse(const QStringList& args, Arguments& out, QString& error)
 int main(int argc, char* argv[])
 {
     QCoreApplication app(argc, argv);
-    Arguments args;
-    QString error;
-    if (!Parse(QCoreApplication::arguments(), args, error))
-        return UsageError(error);
+    const QCommandLineOption fileOption(QStringLiteral("file"), QString(), QStringLiteral("PATH"));
+    const QCommandLineOption helpOption(QStringList{QStringLiteral("h"), QStringLiteral("help")});
 
-    const QString path = args.file.isEmpty() ? DefaultDataFile() : args.file;
-    if (args.command == "check")
+    // Before the command only the options every command takes; everything
+    // after it is the command's.
+    QCommandLineParser global;
+    global.addOption(fileOption);
+    global.addOption(helpOption);
+    global.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    if (!global.parse(QCoreApplication::arguments()))
+        return UsageError(global.errorText(), nullptr);
+    QStringList rest = global.positionalArguments();
+    if (rest.isEmpty())
+        return global.isSet(helpOption) ? Help(nullptr) : UsageError(Tool::tr("No command was given."), nullptr);
+    const QString name = rest.takeFirst();
+    if (name == QLatin1String("help")) {
+        if (rest.size() > 1)
+            return UsageError(Tool::tr("help takes one command at most."), nullptr);
+        const Command* command = rest.isEmpty() ? nullptr : FindCommand(rest.first());
+        if (!rest.isEmpty() && !command)
+            return UsageError(Tool::tr("There is no command \"%1\".").arg(rest.first()), nullptr);
+        return Help(command);
+    }
+    const Command* command = FindCommand(name);
+    if (!command)
+        return UsageError(Tool::tr("There is no command \"%1\".").arg(name), nullptr);
+    if (global.isSet(helpOption))
+        return Help(command);
+
+    QCommandLineParser parser;
+    parser.addOption(fileOption);
+    parser.addOption(helpOption);
+    for (const OptionDef& def : Options) {
+        if (command->options & def.option)
+            parser.addOption(QCommandLineOption(QLatin1String(def.name), QString(), QLatin1String(def.valueName)));
+    }
+    if (!parser.parse(QStringList{name} + rest))
+        return UsageError(parser.errorText(), command);
+    if (parser.isSet(helpOption))
+        return Help(command);
+    auto given = [&](Option option) { return (command->options & option) && parser.isSet(OptionName(option)); };
+
+    const QStringList files = global.values(fileOption) + parser.values(fileOption);
+    const QStringList arguments = parser.positionalArguments();
+    const int wanted = command->argument ? 1 : 0;
+    if (files.size() > 1)
+        return UsageError(Tool::tr("--file was given more than once."), command);
+    if (files.size() == 1 && files.first().isEmpty())
+        return UsageError(Tool::tr("--file needs a path."), command);
+    if (arguments.size() != wanted) {
+        return UsageError(wanted ? Tool::tr("%1 needs one argument, %2.").arg(name, QLatin1String(command->argument))
+                                 : Tool::tr("%1 takes no arguments.").arg(name),
+                          command);
+    }
+    const QString category = given(Category) ? parser.value(OptionName(Category)) : QString();
+    if (given(Category) && category.isEmpty())
+        return UsageError(Tool::tr("--category needs a name."), command);
+
+    const QString path = files.isEmpty() ? DefaultDataFile() : files.first();
+    const QString argument = arguments.value(0);
+    switch (command->id) {
+    case Check:
         return CheckFile(path);
-    if (args.command == "keys")
+    case Keys:
         return ListKeys(path);
-    if (args.command == "list")
-        return ListRecords(path, args.category, args.passwordStdin);
-    if (args.command == "show")
-        return ShowRecord(path, args.positional.first(), args.passwordStdin);
-    if (args.command == "categories")
+    case List:
+        return ListRecords(path, category, given(PasswordStdin));
+    case Show:
+        return ShowRecord(path, argument, given(PasswordStdin));
+    case Categories:
         return ListCategories(path);
-    if (args.command == "salvage")
-        return SalvageFile(path, args.positional.first());
-    if (args.command == "import")
-        return ImportCSVFile(path, args.positional.first(), args.passwordStdin);
-    if (args.command == "export")
-        return ExportCSVFile(path, args.positional.first(), args.passwordStdin, args.force);
-    return ChangePassword(path);
+    case Passwd:
+        return ChangePassword(path);
+    case Salvage:
+        return SalvageFile(path, argument);
+    case Import:
+        return ImportCSVFile(path, argument, given(PasswordStdin));
+    case Export:
+        return ExportCSVFile(path, argument, given(PasswordStdin), given(Force));
+    }
+    return ExitUsage;
 }

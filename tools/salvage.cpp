@@ -3,17 +3,14 @@
 
 #include "tools/toolcommands.h"
 
-#include "vault/appglobals.h"
-#include "vault/keyplan.h"
-#include "vault/session.h"
 #include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
 #include "storage/cxsalvage.h"
-#include "storage/readcurrent.h"
+#include "vault/keyplan.h"
+#include "vault/vxconfig.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 
 #include <cstring>
 
@@ -28,23 +25,20 @@ void Say(const QString& text)
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
 }
 
-// The settings record a new data file gets, made by the application's own
-// start-up in a scratch folder.
+// The settings record a new data file gets.
 QByteArray DefaultSettings()
 {
-    QTemporaryDir scratch;
-    CSession session(scratch.filePath(QStringLiteral("defaults.dat")));
-    QByteArray bytes;
-    if (scratch.isValid() && session.open() && _AppFile->FindRecord(KeyPlan::Settings))
-        ReadCurrentRecord(*_AppFile, bytes);
-    session.close();
+    CvxConfig settings;
+    settings.SetDefaults();
+    QByteArray bytes(CvxConfig::StoredSize, '\0');
+    settings.Encode(bytes.data());
     return bytes;
 }
 
 // Writes the records in ascending key order; false on any failure.
 bool WriteFile(const QString& out, const std::map<qint32, QByteArray>& records)
 {
-    CxFile file(_AppSignature);
+    CxFile file(KeyPlan::Signature);
     if (file.Create(QFile::encodeName(out).constData(), BlockSize, 1, 0) != 0)
         return false;
     bool ok = true;
@@ -54,7 +48,7 @@ bool WriteFile(const QString& out, const std::map<qint32, QByteArray>& records)
     QFile written(out);
     if (!ok || !written.open(QIODevice::ReadOnly))
         return false;
-    CxFileCheck check(written.readAll(), _AppSignature);
+    CxFileCheck check(written.readAll(), KeyPlan::Signature);
     return check.run();
 }
 
@@ -84,7 +78,7 @@ int SalvageFile(const QString& path, const QString& out)
     }
     input.close();
 
-    CxSalvage salvage(bytes, _AppSignature);
+    CxSalvage salvage(bytes, KeyPlan::Signature);
     if (!salvage.run()) {
         PrintError(QString("%1: %2; nothing can be recovered").arg(path, salvage.problem()));
         return ExitUsage;

@@ -1,6 +1,7 @@
 #ifndef VAULTIX_TOOLS_TOOLCOMMANDS_H
 #define VAULTIX_TOOLS_TOOLCOMMANDS_H
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <cstdio>
@@ -8,28 +9,38 @@
 // Exit codes of vaultix-tool.
 enum ToolExit {
     ExitOk = 0,
-    ExitFailed = 1, // damaged file, file in use, wrong password, passwords that differ
+    ExitFailed = 1, // damaged file, file in use, wrong password, a change that did not reach the disk
     ExitUsage = 2,  // usage error, unknown name or key, unreadable file
 };
 
-class CSession;
+class CVault;
 
-// Opens the data file as the application does and loads the collections;
-// `writes` also takes the file's lock, else the file is opened read-only.
-// Returns an exit code, ExitOk when the session is ready.
-int OpenData(CSession& session, bool writes);
+// The tool's user texts, all in one translation context.
+class Tool
+{
+    Q_DECLARE_TR_FUNCTIONS(Tool)
+};
+
+// Writes `text` and a line end to `stream`.
+void PrintTo(FILE* stream, const QString& text);
+// An error on standard error, after the program's name.
+void PrintError(const QString& text);
+
+// Opens the data file as the application does and reads it; `writes` also
+// takes the file's lock, else the file is opened read-only. Returns an exit
+// code, ExitOk when the vault is ready.
+int OpenData(CVault& vault, bool writes);
 // Unlocks the data when a password is set: from the first line of standard
 // input with `passwordStdin`, else asked on a terminal (an empty answer
 // leaves it locked). ExitFailed for a wrong password.
-int Unlock(bool passwordStdin);
+int Unlock(CVault& vault, bool passwordStdin);
 
-// The command-line tool's commands; each prints its results and returns the
-// program's exit code.
-void PrintUsage(FILE* stream);
-void PrintError(const QString& text);
 // The application's own data file (creates its folder when missing).
 QString DefaultDataFile();
 
+// The commands; each prints its results and returns the program's exit
+// code. A command that changes the file prints its success line only when
+// the whole change is in the file.
 int CheckFile(const QString& path);
 int ListKeys(const QString& path);
 // An empty (null) category lists every record.
