@@ -1,20 +1,15 @@
-// Helper for tst_cxfile_crash: runs the flows that rewrite many records
-// (password change, protection switch of a category) and single updates and
-// deletes on a made-up data file. Before each flow it copies the file to
-// PATH.before and announces the flow on stdout; it skips fsync and sends
-// itself SIGKILL before the N-th write, truncation, sync or removal of the
-// file or its journal, so the kill always lands inside a flow.
+// Helper for tst_cxfile_crash: runs the vault's changes that rewrite many
+// records (password change, protection switch of a category) and single
+// adds, updates and deletes on a made-up data file. Before each flow it
+// copies the file to PATH.before and announces the flow on stdout; it skips
+// fsync and sends itself SIGKILL before the N-th write, truncation, sync or
+// removal of the file or its journal, so the kill always lands inside a
+// flow.
 //
 // Usage: flowwriter PATH N
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/records.h"
-#include "vault/password.h"
-#include "vault/passwordchange.h"
-#include "storage/cxfile.h"
-#include "storage/cxtransaction.h"
+#include "storage/cxio.h"
 #include "tools/demodata.h"
+#include "vault/vault.h"
 
 #include <QFile>
 
@@ -82,54 +77,67 @@ int main(int argc, char** argv)
         return 1;
 
     KillingIo data, journal;
-    _AppFile = new CxFile(_AppSignature, &data, &journal);
-    if (_AppFile->Open(argv[1]) != 0)
-        return 1;
-    _AppCfg = new CvxConfig(path);
-    CCategories categories;
-    categories.LoadAll();
-    CRecords records;
-    records.LoadAll(&categories);
-    if (!CheckValidPwd(QStringLiteral("one")))
+    CVault vault(path);
+    vault.session().setIo(&data, &journal);
+    if (!vault.session().lock() || !vault.open() || !vault.unlock(QStringLiteral("one")))
         return 1;
 
+    events = 0;
     dieAt = std::strtol(argv[2], nullptr, 10);
-    CRecord* next = records.first();
+    QString password = QStringLiteral("one");
+    int key = 0; // the record the last flow worked on
     for (int flow = 0; flow < 1000; ++flow) {
-        switch (flow % 4) {
+        // The records change under the flows: take the next one by key.
+        const CRecord* next = nullptr;
+        for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r)) {
+            if (r->key > key && (!next || r->key < next->key))
+                next = r;
+        }
+        if (!next)
+            next = vault.records().first();
+        key = next ? next->key : 0;
+        CVaultResult done = CVaultResult::success();
+        switch (flow % 5) {
         case 0: {
             announce("password", path);
-            const QString to = flow % 8 ? QStringLiteral("one") : QStringLiteral("two");
-            ApplyPasswordChange(CPasswordChange::Changed, to, &records, &categories);
+            const QString to = flow % 10 ? QStringLiteral("one") : QStringLiteral("two");
+            done = vault.changePassword(password, to);
+            password = to;
             break;
         }
         case 1: {
             announce("protection", path);
-            CCategory* c = categories.GetCategory(flow % 3);
-            CxTransaction change(_AppFile);
-            c->isProtected = !c->isProtected;
-            c->WriteRecord();
-            if (c->isProtected)
-                records.EncryptCategoryRecords(c);
-            else
-                records.DecryptCategoryRecords(c);
+            const CCategory* stored = vault.categories().byId(flow % 3);
+            if (!stored)
+                return 3;
+            CCategory category = *stored;
+            category.isProtected = !category.isProtected;
+            done = vault.updateCategory(category);
             break;
         }
-        case 2:
+        case 2: {
             announce("update", path);
-            if (!next->encrypted) {
-                next->SetDataText(QStringLiteral("Changed %1").arg(flow), QString(), QString(), QString(), QString(),
-                                  QString(), QStringLiteral("A longer note that takes a second block %1").arg(flow));
-            }
-            next->WriteRecord(true);
-            break;
-        default:
-            announce("delete", path);
-            if (_AppFile->FindRecord(next->key))
-                _AppFile->DeleteRecord();
+            const CVault::Texts texts = {QStringLiteral("Changed %1").arg(flow), QString(), QString(), QString(),
+                                         QString(), QString(),
+                                         QStringLiteral("A longer note that takes a second block %1").arg(flow)};
+            done = vault.updateRecord(key, texts);
             break;
         }
-        next = CRecords::nextOf(next) ? CRecords::nextOf(next) : records.first();
+        case 3:
+            announce("delete", path);
+            done = vault.deleteRecord(key);
+            break;
+        default: {
+            // Keeps the number of records from running down.
+            announce("add", path);
+            const CVault::Texts texts = {QStringLiteral("Added %1").arg(flow), QStringLiteral("secret"), QString(),
+                                         QString(), QString(), QString(), QString()};
+            done = vault.addRecord(flow % 12, texts);
+            break;
+        }
+        }
+        if (!done.ok())
+            return 3;
     }
     return 0;
 }

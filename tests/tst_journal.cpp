@@ -1,9 +1,8 @@
-#include "vault/appglobals.h"
-#include "vault/records.h"
-#include "vault/session.h"
 #include "storage/cxfile.h"
 #include "storage/cxjournal.h"
 #include "tools/demodata.h"
+#include "vault/keyplan.h"
+#include "vault/vault.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -31,7 +30,7 @@ class TestJournal : public QObject
         CxJournalId id;
         id.fileId = data.fileId();
         id.name = CxJournal::nameOf(QFile::encodeName(path).toStdString());
-        id.signature = _AppSignature;
+        id.signature = KeyPlan::Signature;
         CxJournal journal;
         journal.clear(before.size());
         journal.setFinalLength(data.size());
@@ -42,6 +41,18 @@ class TestJournal : public QObject
         QFile out(path + "-journal");
         QVERIFY(out.open(QIODevice::WriteOnly));
         out.write(reinterpret_cast<const char*>(raw.data()), qint64(raw.size()));
+    }
+
+    // A change that went to the file without a journal, as if cut short
+    // after its first writes.
+    static void changeBehindTheJournal(const QString& path, bool deleteOne)
+    {
+        CxFile file(KeyPlan::Signature);
+        QCOMPARE(file.Open(QFile::encodeName(path).constData()), 0);
+        if (deleteOne)
+            QVERIFY(file.FindRecord(1005) && file.DeleteRecord());
+        QVERIFY(file.AddRecord(5000, "extra", 5));
+        file.Close();
     }
 
 private slots:
@@ -68,29 +79,25 @@ private slots:
         const QByteArray before = bytesOf(path);
         int count = 0;
         {
-            CSession session(path);
-            QVERIFY(session.open());
-            session.loadCollections();
-            count = session.records()->count;
-            QVERIFY(_AppFile->FindRecord(1005) && _AppFile->DeleteRecord());
-            QVERIFY(_AppFile->AddRecord(5000, "extra", 5));
-            session.setSaveOnClose(false);
+            CVault vault(path);
+            QVERIFY(vault.open());
+            count = vault.records().count;
         }
+        changeBehindTheJournal(path, true);
         const QByteArray half = bytesOf(path);
         QVERIFY(half != before);
         writeJournal(path, before, torn);
 
-        CSession session(path);
-        session.setReadOnly(readOnly);
-        session.setSaveOnClose(false);
-        QCOMPARE(session.probe(), CSession::Sound);
+        CVault vault(path);
+        vault.session().setReadOnly(readOnly);
+        QCOMPARE(vault.session().probe(), CSession::Sound);
         QString error;
-        QVERIFY2(session.open(false, &error), qPrintable(error));
-        QVERIFY2(session.journalReport().contains(report), qPrintable(session.journalReport()));
-        session.loadCollections();
-        QCOMPARE(session.records()->count, count);
-        QCOMPARE(_AppFile->FindRecord(5000), torn);
-        session.close();
+        QVERIFY2(vault.open(false, &error), qPrintable(error));
+        QVERIFY2(vault.session().journalReport().contains(report),
+                 qPrintable(vault.session().journalReport()));
+        QCOMPARE(vault.records().count, count);
+        QCOMPARE(vault.session().file()->FindRecord(5000), torn);
+        vault.close();
         QCOMPARE(bytesOf(path), rolledBack ? before : half);
         QCOMPARE(QFile::exists(path + "-journal"), !rolledBack);
     }
@@ -104,12 +111,7 @@ private slots:
         const QString path = dir.filePath("Vaultix.Dat");
         QVERIFY(WriteDemoData(path, 10, QString()));
         const QByteArray before = bytesOf(path);
-        {
-            CSession session(path);
-            QVERIFY(session.open());
-            QVERIFY(_AppFile->AddRecord(5000, "extra", 5));
-            session.setSaveOnClose(false);
-        }
+        changeBehindTheJournal(path, false);
         writeJournal(path, before, false);
         const QByteArray half = bytesOf(path);
         QVERIFY(QFile::setPermissions(path, QFile::ReadOwner));

@@ -1,11 +1,6 @@
 #include "tools/demodata.h"
 
-#include "vault/appglobals.h"
-#include "vault/categories.h"
-#include "vault/keyplan.h"
-#include "vault/records.h"
-#include "vault/session.h"
-#include "storage/cxfile.h"
+#include "vault/vault.h"
 
 #include <QFileInfo>
 #include <QVector>
@@ -26,41 +21,33 @@ bool WriteDemoData(const QString& path, int count, const QString& password)
 {
     if (QFileInfo::exists(path))
         return false;
-    CSession session(path);
-    if (!session.lock() || !session.open())
+    CVault vault(path);
+    if (!vault.session().lock() || !vault.open())
         return false;
-    session.loadCollections();
-    CCategories* categories = session.categories();
 
-    QVector<CCategory*> locked, plain;
-    for (CCategory* c = categories->first(); c; c = CCategories::nextOf(c))
-        (c->isProtected ? locked : plain).append(c);
+    QStringList locked, plain;
+    for (CCategory* c = vault.categories().first(); c; c = CCategories::nextOf(c))
+        (c->isProtected ? locked : plain).append(c->name);
     if (locked.isEmpty() || plain.isEmpty())
         return false;
 
     const int digits = int(QString::number(qMax(count, 1)).size());
-    // Keys straight after the marker, in order: what adding one by one
-    // would give, without a search for a free key each time.
+    QVector<CVault::ImportRow> rows(count);
     for (int i = 0; i < count; ++i) {
-        const QVector<CCategory*>& pool = (i % 2 == 0) ? locked : plain;
-        const CCategory* category = pool[(i / 2) % pool.size()];
+        const QStringList& pool = (i % 2 == 0) ? locked : plain;
+        CVault::ImportRow& row = rows[i];
+        row.category = pool[(i / 2) % pool.size()];
         const QString name = QLatin1String(Names[(i / 2) % (sizeof Names / sizeof *Names)]);
-        auto* record = new CRecord;
-        record->category = category->id;
-        record->SetDataText(name + QLatin1Char(' ') + number(i + 1, digits),
-                            QStringLiteral("%1-%2").arg(number(i * 37 % 1000, 3), number(i * 7919 % 100000, 5)),
-                            number(i * 4111 % 10000, 4), QStringLiteral("x%1").arg(i), QString(), QString(),
-                            QStringLiteral("Made-up record %1.").arg(i + 1));
-        const QByteArray bytes = record->Encode();
-        record->key = KeyPlan::RecordMarker + 1 + i;
-        if (!_AppFile->AddRecord(record->key, bytes.constData(), int32_t(bytes.size()))) {
-            delete record;
-            return false;
-        }
-        session.records()->Append(record);
+        row.texts[0] = name + QLatin1Char(' ') + number(i + 1, digits);
+        row.texts[1] = QStringLiteral("%1-%2").arg(number(i * 37 % 1000, 3), number(i * 7919 % 100000, 5));
+        row.texts[2] = number(i * 4111 % 10000, 4);
+        row.texts[3] = QStringLiteral("x%1").arg(i);
+        row.texts[6] = QStringLiteral("Made-up record %1.").arg(i + 1);
     }
-    if (!password.isEmpty())
-        session.records()->EncryptAllRecords(password, categories);
-    session.close();
-    return true;
+    // All records in one change, then the password over them in a second,
+    // as a user who sets it after filling the file would.
+    int added = 0;
+    if (!vault.importRows(rows, QString(), &added, nullptr).ok() || added != count)
+        return false;
+    return password.isEmpty() || vault.changePassword(QString(), password).ok();
 }
