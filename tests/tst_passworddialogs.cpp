@@ -149,7 +149,8 @@ private slots:
         QTest::newRow("empty old") << "pw" << QStringList{"", "n2", "n2"} << 0 << OldWrong << "pw";
         QTest::newRow("wrong old") << "pw" << QStringList{"px", "", ""} << 0 << OldWrong << "pw";
         QTest::newRow("change, mismatch") << "pw" << QStringList{"pw", "n2", "n3"} << 0 << NewDiffer << "pw";
-        QTest::newRow("change, not Latin-1") << "pw" << QStringList{"pw", Cyrillic, Cyrillic} << 0 << notLatin1() << "pw";
+        QTest::newRow("change, not Latin-1") << "pw" << QStringList{"pw", Cyrillic, Cyrillic} << 0 << notLatin1()
+                                             << "pw";
     }
     void changeFlow()
     {
@@ -351,10 +352,8 @@ private slots:
         });
         list->slotMenuPassWord();
         QVERIFY(m_tv->countdown.fired);
-        QCOMPARE(driver.boxes.size(), 1);
-        QVERIFY2(driver.boxes[0].startsWith("Vaultix|The password could not be changed.\nThe disk is full.\n")
-                     && driver.boxes[0].endsWith("Nothing was changed."),
-                 qPrintable(driver.boxes[0]));
+        QCOMPARE(driver.boxes, QStringList{"Vaultix|The password could not be changed.\n"
+                                           "The disk is full.\nNothing was changed."});
         QCOMPARE(m_tv->bytes(), before);
         QCOMPARE(vaultState(vault()), reloadedState(*m_tv, "old"));
         QCOMPARE(list->topLevelItemCount(), Sample.size());
