@@ -1,22 +1,15 @@
 // The main window and the autolock timer, driven through the real window
 // with real presses; dialogs are answered through their title bar.
 
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/session.h"
 #include "platform/dialogdecoration.h"
 #include "platform/messagebox.h"
 #include "platform/resource.h"
-#include "ui/dlgchgpassword.h"
-#include "ui/dlgpassword.h"
-#include "vault/password.h"
 #include "tools/demodata.h"
 #include "ui/application.h"
 #include "ui/catcombo.h"
-#include "ui/shell.h"
 #include "ui/vaultixwindow.h"
 #include "ui/vxlistview.h"
+#include "vault/vault.h"
 
 #include <QLineEdit>
 #include <QMenu>
@@ -99,7 +92,7 @@ class TstShell : public QObject
 
     QTemporaryDir m_dir;
     int m_files = 0;
-    std::unique_ptr<CSession> m_session;
+    std::unique_ptr<CVault> m_vault;
     std::unique_ptr<CVaultixWindow> m_window;
 
     CvxListView* list() const { return m_window->getListView(); }
@@ -108,12 +101,23 @@ class TstShell : public QObject
     {
         const QString path = m_dir.filePath(QStringLiteral("v%1.dat").arg(m_files++));
         QVERIFY(WriteDemoData(path, records, password));
-        m_session = std::make_unique<CSession>(path);
-        QVERIFY(m_session->open());
-        m_window = std::make_unique<CVaultixWindow>(nullptr, nullptr, 0);
+        m_vault = std::make_unique<CVault>(path);
+        QVERIFY(m_vault->session().lock() && m_vault->open());
+        m_window = std::make_unique<CVaultixWindow>(*m_vault);
+        // As the application wires them: any press begins the period again.
+        connect(static_cast<CApplication*>(qApp), &CApplication::signalUserActivity, m_window.get(),
+                &CVaultixWindow::RestartAutolockTimout);
         m_window->resize(240, 320);
         static_cast<QPEApplication*>(qApp)->showMainWidget(m_window.get());
         QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    }
+
+    QTimer* timer() const { return m_window->lockoutTimer(); }
+    void setAutolock(int minutes)
+    {
+        CvxConfig settings = m_vault->settings();
+        settings.autolockMinutes = minutes;
+        QVERIFY(m_vault->saveSettings(settings).ok());
     }
 
     QWidget* lockTool() const { return m_window->findChild<QToolBar*>("buttonToolBar")->widgetForAction(m_window->lockAction()); }
@@ -132,15 +136,13 @@ private slots:
     {
         CMessageBox::setHook({});
         m_window.reset();
-        QVERIFY(!_LockoutTimer);
-        m_session.reset();
+        m_vault.reset();
     }
 
     void window()
     {
         open(4, QString());
         QCOMPARE(m_window->windowTitle(), QStringLiteral("Vaultix V1.0.0"));
-        QCOMPARE(_TitleAndVersion, QStringLiteral("Vaultix V1.0.0"));
         QCOMPARE(m_window->centralWidget(), list());
 
         auto* bar = m_window->findChild<QMenuBar*>();
@@ -160,7 +162,6 @@ private slots:
         QVERIFY(!m_window->newAction()->icon().isNull());
 
         CCatCombo* combo = m_window->categoryCombo();
-        QCOMPARE(combo->width(), 110);
         QCOMPARE(combo->itemText(0), QStringLiteral("All"));
         QCOMPARE(combo->count(), 1 + list()->categories()->count);
         // All 4 records shown, the filter off.
@@ -178,7 +179,7 @@ private slots:
         actor.actions.push_back(typeAndOk({Password, Password}));
         m_window->utilityMenu()->actions().first()->trigger();
         QCOMPARE(actor.shown, QStringList{"CdlgChgPassword"});
-        QVERIFY(_AppCfg->anyVerifierByte());
+        QVERIFY(m_vault->settings().anyVerifierByte());
         QVERIFY(m_window->lockAction()->isEnabled());
     }
 
@@ -238,12 +239,12 @@ private slots:
         QAction* lock = m_window->lockAction();
         QCOMPARE(lock->isEnabled(), enabled);
         QCOMPARE(lockTool()->isEnabled(), enabled);
-        QCOMPARE(_AppCfg->locked, locked);
+        QCOMPARE(m_vault->isLocked(), locked);
         QCOMPARE(lock->text(), locked ? QStringLiteral("Locked") : QStringLiteral("Unlocked"));
         const QString base = locked ? QStringLiteral("korel/buttons/lock") : QStringLiteral("korel/buttons/unlock");
         QCOMPARE(shown(lock, QIcon::Normal), picture(base));
         QCOMPARE(shown(lock, QIcon::Disabled), picture(base + "_inactv"));
-        QCOMPARE(_LockoutTimer->isActive(), timerRuns);
+        QCOMPARE(timer()->isActive(), timerRuns);
     }
 
     void autolock_data()
@@ -272,10 +273,11 @@ private slots:
         QFETCH(QString, input);
         QFETCH(int, interval);
 
-        open(2, QString());
-        _AppCfg->autolockMinutes = minutes;
-        _AppCfg->locked = locked;
-        _LockoutTimer->start(1234);
+        open(2, Password);
+        setAutolock(minutes);
+        if (!locked)
+            QVERIFY(m_vault->unlock(Password));
+        timer()->start(1234);
         QWidget* target = list()->viewport();
         const QPoint at(50, 50);
         if (input == "press") {
@@ -301,10 +303,10 @@ private slots:
             });
             QCOMPARE(dialog.exec(), int(QDialog::Accepted));
         }
-        QCOMPARE(_LockoutTimer->isActive(), interval != 0);
+        QCOMPARE(timer()->isActive(), interval != 0);
         if (interval)
-            QCOMPARE(_LockoutTimer->interval(), interval);
-        QVERIFY(!_LockoutTimer->isSingleShot());
+            QCOMPARE(timer()->interval(), interval);
+        QVERIFY(!timer()->isSingleShot());
     }
 
     // The time-out locks and rebuilds the list with the protected texts
@@ -312,16 +314,14 @@ private slots:
     void autolockTimeout()
     {
         open(6, Password);
-        QVERIFY(CheckValidPwd(Password));
-        _AppCfg->locked = false;
-        list()->slotShowFilteredByCategory();
+        setAutolock(5);
+        QVERIFY(m_vault->unlock(Password));
         QVERIFY(!secondFields().contains(QStringLiteral("******")));
-        RestartAutolockTimout();
-        QVERIFY(_LockoutTimer->isActive());
+        QVERIFY(timer()->isActive());
 
-        QVERIFY(QMetaObject::invokeMethod(_LockoutTimer, "timeout"));
-        QVERIFY(_AppCfg->locked);
-        QVERIFY(!_LockoutTimer->isActive());
+        QVERIFY(QMetaObject::invokeMethod(timer(), "timeout"));
+        QVERIFY(m_vault->isLocked());
+        QVERIFY(!timer()->isActive());
         QCOMPARE(secondFields().count(QStringLiteral("******")), 3);
         QCOMPARE(m_window->lockAction()->text(), QStringLiteral("Locked"));
     }
