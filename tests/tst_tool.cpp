@@ -231,6 +231,13 @@ private slots:
             row(qPrintable("read-only file, " + args[0]), "read-only file", args, "\n", 0);
         row("read-only file, passwd", "read-only file", {"passwd"}, "\n\n\n", 2,
             "cannot be opened for reading and writing");
+        const QString csv = path("in.csv");
+        row("import, no such file", "password", {"import", path("absent.csv")}, {}, 1, "does not exist");
+        row("import a folder", "password", {"import", path("")}, {}, 1, "cannot be read");
+        row("import, no password", "password", {"import", csv}, {}, 1, "locked");
+        row("import, wrong password", "password", import, "wrong\n", 1, "The password is incorrect.");
+        row("export over a file", "password", {"export", csv}, {}, 1, "--force");
+        row("export over the data", "password", {"export", path("codes/password.dat"), "--force"}, {}, 1, "itself");
         // Changes that cannot reach the disk.
         row("passwd, read-only folder", "read-only folder", {"passwd"}, "secret\nother\nother\n", 1,
             "The folder cannot be written.");
@@ -285,13 +292,9 @@ private slots:
             QCOMPARE(run({"--file", target, "passwd"}, ("\n" + password + "\n" + password + "\n").toUtf8()).code, 0);
         if (file == "read-only file")
             QVERIFY(QFile::setPermissions(target, QFile::ReadOwner | QFile::ReadOther));
-        if (file == "read-only folder") {
-            // The file may be written, but no journal made beside it.
-            QVERIFY(QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther
-                                                      | QFile::WriteOther));
-            QVERIFY(QFile::setPermissions(path("ro"), QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther
-                                                          | QFile::ExeOther));
-        }
+        if (file == "read-only folder") // 0666 and 0555: the file may be written, no journal made beside it
+            QVERIFY(QFile::setPermissions(target, QFileDevice::Permissions(0x6666))
+                    && QFile::setPermissions(path("ro"), QFileDevice::Permissions(0x5555)));
         CSession holder(target); // a running Vaultix
         if (file == "in use")
             QVERIFY(holder.lock());
@@ -310,6 +313,7 @@ private slots:
             QCOMPARE(r.err, QString());
         if ((code != 0 || !changes) && file != "missing")
             QCOMPARE(readAll(after), before);
+        QCOMPARE(readAll(path("in.csv")), QByteArray("Shop,login,pw\nbank,acc,1234\n"));
         if (file == "missing")
             QVERIFY(!QFile::exists(target));
         QVERIFY(!QFile::exists(path("xdg/Vaultix/Vaultix.Dat"))); // --file is always used
@@ -388,7 +392,6 @@ private slots:
         QCOMPARE(tool({"list"}).out, bank + "1002\tEmail\tMail\tme\tpw\n1003\t-- CORRUPT RECORD --\tOrphan\tx\t\n");
         QCOMPARE(tool({"list", "--category", "EMAIL"}).out, QString("1002\tEmail\tMail\tme\tpw\n"));
         QCOMPARE(tool({"show", "1001"}).out, shown);
-        QCOMPARE(tool({"show", "4242"}).code, 2);
 
         // Every command that opens the file checks it first, so the listings
         // below also show each password change left it sound.
@@ -413,8 +416,8 @@ private slots:
         QVERIFY(readAll(file).contains("12345678"));
     }
 
-    // import / export: the refusals change nothing; what is exported
-    // imports again.
+    // import / export: protected texts masked without the password; what
+    // is exported imports again.
     void csvImportExport()
     {
         const QString file = copyOfRecords("csv.dat");
@@ -423,24 +426,6 @@ private slots:
         };
         const QString csv = path("in.csv");
         QCOMPARE(tool({"passwd"}, "\nsecret\nsecret\n").code, 0);
-        const QByteArray before = readAll(file);
-
-        struct Refusal { QStringList args; QByteArray input; };
-        const Refusal refusals[] = {
-            {{"import", path("absent.csv")}, {}},
-            {{"import", path("")}, {}},                         // a folder
-            {{"import", csv}, {}},                              // password set, not given
-            {{"import", csv, "--password-stdin"}, "wrong\n"},
-            {{"export", csv}, {}},                              // exists, no --force
-            {{"export", file, "--force"}, {}},                  // the data file itself
-        };
-        for (const Refusal& r : refusals) {
-            const Result got = tool(r.args, r.input);
-            QVERIFY2(got.code == 1, qPrintable(r.args.join(' ') + ": " + got.err));
-            QVERIFY(!got.err.isEmpty());
-        }
-        QCOMPARE(readAll(file), before);
-        QCOMPARE(readAll(csv), QByteArray("Shop,login,pw\nbank,acc,1234\n"));
 
         Result r = tool({"import", csv, "--password-stdin"}, "secret\n");
         QCOMPARE(r.code, 0);
