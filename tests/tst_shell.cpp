@@ -1,8 +1,9 @@
 // The main window and the autolock timer, driven through the real window
 // with real presses; dialogs are answered through their title bar.
 
+#include "dialogtest.h"
+
 #include "platform/dialogdecoration.h"
-#include "platform/messagebox.h"
 #include "platform/resource.h"
 #include "tools/demodata.h"
 #include "ui/application.h"
@@ -16,51 +17,19 @@
 #include <QMenuBar>
 #include <QTemporaryDir>
 #include <QToolBar>
-#include <QToolButton>
-#include <QtTest>
 
-#include <deque>
-#include <functional>
 #include <memory>
 
 namespace {
 
 const QString Password = QStringLiteral("secret");
 
-// Acts on each dialog (not message box) once its modal loop runs.
-class DialogActor : public QObject
+// Checks that the dialog is a `type`, fills its entry fields in order and
+// taps its title bar's OK.
+std::function<void(QDialog*)> typeAndOk(const char* type, const QStringList& texts)
 {
-public:
-    std::deque<std::function<void(QDialog*)>> actions;
-    QStringList shown;
-
-    DialogActor() { qApp->installEventFilter(this); }
-
-protected:
-    bool eventFilter(QObject* o, QEvent* e) override
-    {
-        auto* dialog = qobject_cast<QDialog*>(o);
-        if (e->type() != QEvent::Show || !dialog || qobject_cast<QMessageBox*>(o))
-            return false;
-        shown << QString::fromLatin1(dialog->metaObject()->className());
-        auto act = actions.empty() ? std::function<void(QDialog*)>(
-                                         [](QDialog* d) { CDialogDecoration::reject(d); })
-                                   : actions.front();
-        if (!actions.empty())
-            actions.pop_front();
-        QPointer<QDialog> guard(dialog);
-        QTimer::singleShot(0, dialog, [act, guard] {
-            if (guard)
-                act(guard);
-        });
-        return false;
-    }
-};
-
-// Fills the dialog's entry fields in order and taps its title bar's OK.
-std::function<void(QDialog*)> typeAndOk(const QStringList& texts)
-{
-    return [texts](QDialog* d) {
+    return [type, texts](QDialog* d) {
+        QCOMPARE(d->metaObject()->className(), type);
         const QList<QLineEdit*> edits = d->findChildren<QLineEdit*>();
         int i = 0;
         for (QLineEdit* e : edits) {
@@ -134,7 +103,6 @@ class TstShell : public QObject
 private slots:
     void cleanup()
     {
-        CMessageBox::setHook({});
         m_window.reset();
         m_vault.reset();
     }
@@ -175,10 +143,10 @@ private slots:
     void passwordEntry()
     {
         open(2, QString());
-        DialogActor actor;
-        actor.actions.push_back(typeAndOk({Password, Password}));
+        DialogDriver driver;
+        driver.actions.push_back(typeAndOk("CdlgChgPassword", {Password, Password}));
         m_window->utilityMenu()->actions().first()->trigger();
-        QCOMPARE(actor.shown, QStringList{"CdlgChgPassword"});
+        QCOMPARE(driver.shown, 1);
         QVERIFY(m_vault->settings().anyVerifierByte());
         QVERIFY(m_window->lockAction()->isEnabled());
     }
@@ -188,23 +156,20 @@ private slots:
         QTest::addColumn<QString>("password");
         QTest::addColumn<QStringList>("typed"); // one tap on the button each; "-": nothing typed
         QTest::addColumn<bool>("removeAfter");
-        QTest::addColumn<QStringList>("dialogs");
         QTest::addColumn<bool>("enabled");
         QTest::addColumn<bool>("locked");
         QTest::addColumn<bool>("timerRuns");
 
         const QStringList none;
-        const QStringList unlock{"CdlgPassword"};
-        QTest::newRow("no password: nothing to lock") << QString() << none << false << none << false << true << false;
-        QTest::newRow("no password: a tap asks nothing") << QString() << QStringList{"-"} << false << none << false << true
+        QTest::newRow("no password: nothing to lock") << QString() << none << false << false << true << false;
+        QTest::newRow("no password: a tap asks nothing") << QString() << QStringList{"-"} << false << false << true
                                                        << false;
-        QTest::newRow("password, locked") << Password << none << false << none << true << true << false;
-        QTest::newRow("unlocked with the right one") << Password << QStringList{Password} << false << unlock << true
-                                                    << false << true;
-        QTest::newRow("wrong one, then No") << Password << QStringList{"wrong"} << false << unlock << true << true << false;
-        QTest::newRow("unlocked, then the password removed")
-            << Password << QStringList{Password} << true << QStringList{"CdlgPassword", "CdlgChgPassword"} << false
-            << false << true;
+        QTest::newRow("password, locked") << Password << none << false << true << true << false;
+        QTest::newRow("unlocked with the right one") << Password << QStringList{Password} << false << true << false
+                                                    << true;
+        QTest::newRow("wrong one, then No") << Password << QStringList{"wrong"} << false << true << true << false;
+        QTest::newRow("unlocked, then the password removed") << Password << QStringList{Password} << true << false
+                                                            << false << true;
     }
 
     void lockButton()
@@ -212,29 +177,27 @@ private slots:
         QFETCH(QString, password);
         QFETCH(QStringList, typed);
         QFETCH(bool, removeAfter);
-        QFETCH(QStringList, dialogs);
         QFETCH(bool, enabled);
         QFETCH(bool, locked);
         QFETCH(bool, timerRuns);
 
         open(6, password);
-        DialogActor actor;
-        QStringList boxes;
-        CMessageBox::setHook([&](QMessageBox& box) {
-            boxes << box.windowTitle();
-            QTest::mouseClick(box.button(QMessageBox::No), Qt::LeftButton);
-        });
+        DialogDriver driver;
+        driver.answers = {QMessageBox::No};
         for (const QString& t : typed) {
             if (t != "-")
-                actor.actions.push_back(typeAndOk({t}));
+                driver.actions.push_back(typeAndOk("CdlgPassword", {t}));
             QTest::mouseClick(lockTool(), Qt::LeftButton);
         }
         if (removeAfter) {
-            actor.actions.push_back(typeAndOk({Password, QString(), QString()}));
+            driver.actions.push_back(typeAndOk("CdlgChgPassword", {Password, QString(), QString()}));
             m_window->utilityMenu()->actions().first()->trigger();
         }
-        QCOMPARE(actor.shown, dialogs);
-        QCOMPARE(boxes, typed.value(0) == "wrong" ? QStringList{"Password Incorrect"} : QStringList());
+        QCOMPARE(driver.shown, int(typed.size() - typed.count("-") + removeAfter));
+        QCOMPARE(driver.boxes, typed.value(0) == "wrong"
+                                   ? QStringList{"Password Incorrect|You have entered an incorrect\npassword would "
+                                                 "you like to\ntry again ?"}
+                                   : QStringList());
 
         QAction* lock = m_window->lockAction();
         QCOMPARE(lock->isEnabled(), enabled);
