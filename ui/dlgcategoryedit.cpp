@@ -103,7 +103,10 @@ void CdlgCategoryEdit::accept()
 
     // Every refusal comes before anything changes, so that a dialog
     // cancelled after one leaves the category as it was.
-    if (!m_category && m_vault.categories().find(name)) {
+    // A rename onto another category's very name would not survive a
+    // reload: the file keeps only one of two equal names.
+    const CCategory* exact = m_vault.categories().named(name);
+    if (m_category ? exact && exact->id != m_category->id : m_vault.categories().find(name) != nullptr) {
         CMessageBox::information(this, tr("Edit Category"),
                                  tr("A category with this name\nalready exists.\nPlease use another name."));
         return;

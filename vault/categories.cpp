@@ -56,6 +56,15 @@ CCategory* CCategories::GetCategory(int id) const
     return first();
 }
 
+CCategory* CCategories::named(const QString& name) const
+{
+    for (CCategory* c = first(); c; c = nextOf(c)) {
+        if (c->name == name)
+            return c;
+    }
+    return nullptr;
+}
+
 CCategory* CCategories::find(const QString& name) const
 {
     const QString wanted = name.toUpper();

@@ -21,6 +21,8 @@ public:
     CCategory* byId(int id) const;
     // The first category whose name equals `name` ignoring case.
     CCategory* find(const QString& name) const;
+    // The first category whose name equals `name` exactly.
+    CCategory* named(const QString& name) const;
 
     CCategory* first() const { return static_cast<CCategory*>(head); }
     static CCategory* nextOf(CCategory* c) { return static_cast<CCategory*>(c->next); }

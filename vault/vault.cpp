@@ -392,6 +392,8 @@ CVaultResult CVault::deleteRecord(int key)
 CVaultResult CVault::addCategory(const CCategory& data, int* id)
 {
     const QString what = tr("The new category could not be saved.");
+    if (m_categories.named(data.name))
+        return CVaultResult::failure(tr("%1\nAnother category has this name.").arg(what));
     CCategory* category = m_categories.CreateNew();
     if (category->id < 0 || category->id > KeyPlan::MaxCategoryId) {
         delete category;
@@ -419,6 +421,9 @@ CVaultResult CVault::updateCategory(const CCategory& data)
     CCategory* category = m_categories.byId(data.id);
     if (!category)
         return CVaultResult::failure(tr("%1\nIt no longer exists.").arg(what));
+    const CCategory* same = m_categories.named(data.name);
+    if (same && same != category)
+        return CVaultResult::failure(tr("%1\nAnother category has this name.").arg(what));
     const bool recipher = category->isProtected != data.isProtected && hasPassword();
     if (recipher && m_locked)
         return CVaultResult::failure(tr("%1\nPlease unlock the data first.").arg(what));
