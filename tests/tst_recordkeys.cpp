@@ -1,21 +1,59 @@
-// New records take the smallest free key. The model finds it with one walk
+// New records take the smallest free key. The vault finds it with one walk
 // instead of probing key by key, and must still leave the file exactly as
 // probing would: where a key between two index blocks lands depends on the
-// cursor the probes leave behind.
-
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/keyplan.h"
-#include "vault/record.h"
-#include "vault/session.h"
+// cursor the probes leave behind, which matters once a whole index block
+// was emptied. Imports go on from the last key found.
 #include "storage/cxfile.h"
+#include "storage/readcurrent.h"
+#include "vault/keyplan.h"
+#include "vault/vault.h"
 
 #include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cerrno>
 #include <set>
+
+#include <unistd.h>
+
+namespace {
+
+// Durability is not what is tested here; without syncs the run is quick.
+class NoSyncIo : public CxPosixIo
+{
+public:
+    bool sync() override { return true; }
+    bool remove(const char* path) override { return ::unlink(path) == 0 || errno == ENOENT; }
+};
+
+// The reads a vault's load makes: the settings, the categories, the records.
+// A new block's unused tail is written from the engine's block buffer, so
+// the reference must hold in it what the vault holds.
+void readAsLoad(CxFile& file)
+{
+    QByteArray buffer;
+    if (file.FindRecord(KeyPlan::Settings))
+        ReadCurrentRecord(file, buffer);
+    int32_t key = 0;
+    if (file.FindRecord(KeyPlan::CategoryMarker)) {
+        while (file.FindNextRecord() && file.ReadRecordKey(key) && key <= KeyPlan::LastCategory)
+            ReadCurrentRecord(file, buffer);
+    }
+    if (file.FindRecord(KeyPlan::RecordMarker)) {
+        while (file.FindNextRecord())
+            ReadCurrentRecord(file, buffer);
+    }
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
 
 class TstRecordKeys : public QObject
 {
@@ -25,7 +63,7 @@ private slots:
     void sameFileAsProbing_data()
     {
         QTest::addColumn<quint32>("seed");
-        for (quint32 seed : {1u, 2u, 3u, 4u, 5u, 6u})
+        for (quint32 seed : {1u, 2u, 3u})
             QTest::newRow(qPrintable(QString::number(seed))) << seed;
     }
 
@@ -33,46 +71,65 @@ private slots:
     {
         QFETCH(quint32, seed);
         QTemporaryDir dir;
-        const QString appPath = dir.filePath("app.dat");
+        const QString path = dir.filePath("app.dat");
         const QString refPath = dir.filePath("ref.dat");
-        CSession session(appPath);
-        QVERIFY(session.open());
-        session.setSaveOnClose(false); // the reference file never sees a settings write
-        QVERIFY(QFile::copy(appPath, refPath));
-        CxFile ref(_AppSignature);
+        NoSyncIo io, journalIo, refIo, refJournalIo;
+        CVault vault(path);
+        vault.session().setIo(&io, &journalIo);
+        QVERIFY(vault.session().lock() && vault.open());
+        QVERIFY(QFile::copy(path, refPath));
+        CxFile ref(KeyPlan::Signature, &refIo, &refJournalIo);
         QCOMPARE(ref.Open(refPath.toLocal8Bit().constData()), 0);
+        readAsLoad(ref);
 
         QRandomGenerator rng(seed);
         std::set<int> keys;
+        // Adds to the reference at the first key that probing finds free.
+        const auto probeAdd = [&](const CRecord& record) {
+            int32_t k = KeyPlan::RecordMarker;
+            while (ref.FindRecord(k))
+                ++k;
+            const QByteArray bytes = record.Encode();
+            keys.insert(k);
+            return ref.AddRecord(k, bytes.constData(), int32_t(bytes.size())) ? k : -1;
+        };
         for (int op = 0; op < 400; ++op) {
-            if (keys.empty() || rng.bounded(10) < 6) {
-                CRecord record;
-                record.category = 3;
-                const QString text(int(rng.bounded(40)), QChar('a' + op % 26));
-                record.SetDataText(QString::number(op), text, QString(), text, QString(), QString(), text);
-                record.WriteRecord(false);
-
-                int32_t k = KeyPlan::RecordMarker;
-                while (ref.FindRecord(k))
-                    ++k;
-                const QByteArray bytes = record.Encode();
-                QVERIFY(ref.AddRecord(k, bytes.constData(), int32_t(bytes.size())));
-                QCOMPARE(record.key, k);
-                keys.insert(k);
+            const int dice = int(rng.bounded(10));
+            const QString text(int(rng.bounded(40)), QChar('a' + op % 26));
+            const QString texts[7] = {QString::number(op), text, QString(), text, QString(), QString(), text};
+            if (keys.empty() || dice < 5) {
+                int key = 0;
+                QVERIFY(vault.addRecord(3, texts, &key).ok());
+                QCOMPARE(probeAdd(*vault.records().find(key)), key);
+            } else if (dice < 6) {
+                QVector<CVault::ImportRow> rows(1 + int(rng.bounded(12)));
+                for (CVault::ImportRow& row : rows) {
+                    row.category = QStringLiteral("Email");
+                    std::copy(std::begin(texts), std::end(texts), row.texts);
+                }
+                int added = 0;
+                QVERIFY(vault.importRows(rows, QString(), &added, nullptr).ok());
+                QCOMPARE(added, int(rows.size()));
+                for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r)) {
+                    if (!keys.count(r->key))
+                        QCOMPARE(probeAdd(*r), r->key);
+                }
             } else {
+                // One record, or a run of them that empties whole index
+                // blocks and so leaves free keys between two blocks.
                 auto it = keys.begin();
                 std::advance(it, rng.bounded(int(keys.size())));
-                QVERIFY(_AppFile->FindRecord(*it) && _AppFile->DeleteRecord());
-                QVERIFY(ref.FindRecord(*it) && ref.DeleteRecord());
-                keys.erase(it);
+                const int end = *it + (dice < 9 ? 1 : 16);
+                while (it != keys.end() && *it < end) {
+                    QVERIFY(vault.deleteRecord(*it).ok());
+                    QVERIFY(ref.FindRecord(*it) && ref.DeleteRecord());
+                    it = keys.erase(it);
+                }
             }
         }
         ref.Close();
-        session.close();
-
-        QFile a(appPath), b(refPath);
-        QVERIFY(a.open(QIODevice::ReadOnly) && b.open(QIODevice::ReadOnly));
-        QVERIFY(a.readAll() == b.readAll());
+        vault.close();
+        QVERIFY(readFile(path) == readFile(refPath));
     }
 };
 
