@@ -80,21 +80,6 @@ void addRecords(CVault& vault, const QList<Texts>& records)
     }
 }
 
-// The file as the next start reads it, beside the open vault.
-std::unique_ptr<CVault> reload(const TestVault& tv, const QString& password = QString())
-{
-    auto fresh = std::make_unique<CVault>(tv.path());
-    fresh->session().setReadOnly(true);
-    if (!fresh->open() || (!password.isEmpty() && !fresh->unlock(password)))
-        fresh.reset();
-    return fresh;
-}
-
-QString reloadedState(const TestVault& tv, const QString& password = QString())
-{
-    const std::unique_ptr<CVault> fresh = reload(tv, password);
-    return fresh ? vaultState(*fresh) : QStringLiteral("unreadable");
-}
 
 } // namespace
 

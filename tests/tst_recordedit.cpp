@@ -45,15 +45,6 @@ QStringList texts(const CVault& vault, const CRecord* r)
     return out;
 }
 
-// The file as the next start reads it, beside the open vault.
-std::unique_ptr<CVault> reload(const TestVault& tv, const QString& password = QString())
-{
-    auto fresh = std::make_unique<CVault>(tv.path());
-    fresh->session().setReadOnly(true);
-    if (!fresh->open() || (!password.isEmpty() && !fresh->unlock(password)))
-        fresh.reset();
-    return fresh;
-}
 
 // The texts of the stored record `key`; empty when the file lacks it.
 QStringList storedTexts(const TestVault& tv, int key, const QString& password = QString())

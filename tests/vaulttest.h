@@ -116,4 +116,22 @@ inline QString vaultState(const CVault& vault)
     return out;
 }
 
+// The file as the next start reads it, beside the open vault (read-only,
+// so it shares the file with a vault that holds its lock); null when it
+// cannot be opened or the password is wrong.
+inline std::unique_ptr<CVault> reload(const TestVault& tv, const QString& password = QString())
+{
+    auto fresh = std::make_unique<CVault>(tv.path());
+    fresh->session().setReadOnly(true);
+    if (!fresh->open() || (!password.isEmpty() && !fresh->unlock(password)))
+        fresh.reset();
+    return fresh;
+}
+
+inline QString reloadedState(const TestVault& tv, const QString& password = QString())
+{
+    const std::unique_ptr<CVault> fresh = reload(tv, password);
+    return fresh ? vaultState(*fresh) : QStringLiteral("unreadable");
+}
+
 #endif
