@@ -17,8 +17,6 @@ namespace {
 
 const char* const StylusProperty = "_qpe_stylus";
 
-QPEApplication* theApp = nullptr;
-
 // Whether a window system with window managers is underneath; the
 // framebuffer, VNC and offscreen platforms have none.
 bool isDesktop()
@@ -43,7 +41,6 @@ int& QPEApplication::prepareEnvironment(int& argc)
 QPEApplication::QPEApplication(int& argc, char** argv)
     : QApplication(prepareEnvironment(argc), argv)
 {
-    theApp = this;
     AppStyle::apply(*this);
     setWindowIcon(QIcon(Resource::loadPixmap(QStringLiteral("vaultix"))));
     m_holdTimer.setSingleShot(true);
@@ -56,8 +53,6 @@ QPEApplication::QPEApplication(int& argc, char** argv)
 QPEApplication::~QPEApplication()
 {
     removeEventFilter(this);
-    if (theApp == this)
-        theApp = nullptr;
 }
 
 void QPEApplication::showMainWidget(QWidget* widget, bool maximized)
@@ -78,7 +73,10 @@ void QPEApplication::showMainWidget(QWidget* widget, bool maximized)
 
 QWidget* QPEApplication::mainWidget()
 {
-    return theApp ? theApp->m_mainWidget.data() : nullptr;
+    // The application object is the one place that knows it; tests may run
+    // on a plain QApplication.
+    auto* app = qobject_cast<QPEApplication*>(QCoreApplication::instance());
+    return app ? app->m_mainWidget.data() : nullptr;
 }
 
 void QPEApplication::setStylusOperation(QWidget* widget, StylusMode mode)
