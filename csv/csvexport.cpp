@@ -7,30 +7,35 @@
 
 #include <QFile>
 
-namespace {
-
-QString Quoted(QString text)
-{
-    text.replace(u'"', QLatin1String("\"\""));
-    return u'"' + text + u'"';
-}
-
-} // namespace
-
 QByteArray ExportCSVLine(const CVault& vault, const CRecord* record)
 {
     const CCategory* c = vault.categories().byId(record->category);
-    QString line = Quoted(c ? c->name : QStringLiteral("Category"));
-    QString text;
-    for (int i = 0; i < CRecord::TextCount; ++i) {
-        text = vault.text(*record, i);
-        text.replace(u'\n', u' ');
-        line += u',' + Quoted(text);
+    QString values[1 + CRecord::TextCount];
+    values[0] = c ? c->name : QStringLiteral("Category");
+    for (int i = 0; i < CRecord::TextCount; ++i)
+        values[i + 1] = vault.text(*record, i);
+    // The texts are secrets in plain: the line gets all its room at once, as
+    // a string that grows leaves its shorter copies behind unwiped.
+    qsizetype room = 1;
+    for (const QString& v : values)
+        room += 2 * v.size() + 3;
+    QString line;
+    line.reserve(room);
+    for (int i = 0; i <= CRecord::TextCount; ++i) {
+        if (i > 0)
+            line += u',';
+        line += u'"';
+        for (const QChar ch : values[i]) {
+            if (ch == u'"')
+                line += ch;
+            line += i > 0 && ch == u'\n' ? QChar(u' ') : ch;
+        }
+        line += u'"';
     }
     line += u'\n';
     QByteArray bytes = line.toLatin1();
-    // The texts are secrets in plain: leave no copy behind.
-    WipeCSVText(text);
+    for (QString& v : values)
+        WipeCSVText(v);
     WipeCSVText(line);
     return bytes;
 }

@@ -70,7 +70,9 @@ QString DecodeCSV(const QByteArray& bytes)
     } else {
         if (text.startsWith(QChar(0xFEFF)))
             text.remove(0, 1);
-        text = ToLatin1Range(text);
+        QString latin1 = ToLatin1Range(text);
+        WipeCSVText(text);
+        text = std::move(latin1);
     }
     // Stored texts end at a NUL: a name cut there would no longer match
     // its category once loaded again.
