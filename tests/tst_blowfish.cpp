@@ -1,5 +1,5 @@
 #include "crypto/blowfish.h"
-#include "crypto/fieldcrypt.h"
+#include "crypto/cipherkey.h"
 
 #include <QtTest>
 
@@ -90,25 +90,21 @@ private slots:
         QVERIFY(Same(Keyed("zy", -7), Keyed("z")));
     }
 
-    // The key is the Latin-1 bytes of the password (non-Latin-1 characters
-    // included); the field functions run on that global schedule.
-    void passwordKeying()
+    // A key enciphers as the schedule of its bytes does; one that is not set
+    // (the data is locked) leaves the data alone; a moved key keeps working.
+    void cipherKey()
     {
-        const QString wide = QString::fromUtf8("€uro \xF0\x9F\x94\x91");
-        const QList<QPair<QString, QByteArray>> cases = {
-            {QString::fromUtf8("Pässwörd"), "P\xE4ssw\xF6rd"},
-            {QString(), QByteArray(1, '\0')}, // the empty password keys with the terminator
-            {wide, wide.toLatin1()},
-        };
-        for (const auto& [password, key] : cases) {
-            EncryptSetPwd(password);
-            QVERIFY2(Same(ctx, Keyed(key)), qPrintable(password));
-        }
         const QByteArray plain("protected text\0\0", 16);
+        const QByteArray bytes("P\xE4ssw\xF6rd");
+        CCipherKey key(bytes);
         QByteArray buf = plain;
-        EncryptData(buf.data(), 14);
-        QCOMPARE(buf, Encrypted(Keyed(wide.toLatin1()), plain));
-        DecryptData(buf.data(), 14);
+        key.encrypt(buf.data(), 14);
+        QCOMPARE(buf, Encrypted(Keyed(bytes), plain));
+        const CCipherKey moved = std::move(key);
+        QVERIFY(!key.isSet());
+        key.decrypt(buf.data(), 14);
+        QCOMPARE(buf, Encrypted(Keyed(bytes), plain));
+        moved.decrypt(buf.data(), 14);
         QCOMPARE(buf, plain);
     }
 };
