@@ -5,9 +5,7 @@
 // Usage: bench_csv [folder]   (default: the system's temporary folder)
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
-#include "vault/categories.h"
-#include "vault/records.h"
-#include "vault/session.h"
+#include "vault/vault.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -117,14 +115,15 @@ int main(int argc, char* argv[])
                 "wall/fsyncs");
 
     for (int lines : {1000, 10000}) {
-        CSession session(dir.filePath(QString("import%1.dat").arg(lines)));
-        if (!session.open())
+        CVault vault(dir.filePath(QString("import%1.dat").arg(lines)));
+        if (!vault.session().lock() || !vault.open())
             return 1;
-        session.loadCollections();
         QByteArray csv = MakeCSV(lines);
         g_calls = g_syncs = 0;
         const auto t = Clock::now();
-        const int count = ImportCSVBytes(csv, session.categories(), session.records());
+        int count = 0;
+        if (!ImportCSVBytes(csv, vault, &count).ok() || count < 1)
+            return 1;
         const double ms = msSince(t);
         const double syncOnly = double(g_syncs) * fsyncMs;
         std::printf("import %-5d lines        %10.1f %10.2f %8ld %10.4f %11.1f ms %12.2f\n", lines, ms,
@@ -137,11 +136,10 @@ int main(int argc, char* argv[])
                 return 1;
             g_calls = g_syncs = 0;
             const auto e = Clock::now();
-            const int written = ExportCSV(out, session.categories(), session.records());
+            const int written = ExportCSV(out, vault);
             out.close();
             std::printf("export %-5d records      %10.1f\n", written, msSince(e));
         }
-        session.close();
     }
     return 0;
 }

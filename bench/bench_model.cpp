@@ -1,13 +1,9 @@
 // Loading a large database, and the password set/change/remove passes over it.
 // Usage: bench_model [record count]   (default 10000)
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
-#include "vault/records.h"
-#include "vault/password.h"
-#include "vault/passwordchange.h"
-#include "vault/session.h"
+#include "crypto/cipherkey.h"
 #include "storage/cxfile.h"
+#include "vault/password.h"
+#include "vault/vault.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
@@ -18,46 +14,36 @@
 
 namespace {
 
-const QString Password = QStringLiteral("bench password");
-
-std::unique_ptr<CSession> session;
-
-void openFile(const QString& path)
-{
-    session = std::make_unique<CSession>(path);
-    session->open();
-}
-
-void closeFile()
-{
-    session.reset();
-}
+const QString BenchPassword = QStringLiteral("bench password");
 
 // Half the records in the three protected default categories, half in the
 // others; enciphered as the application would hold them. Written straight
-// under consecutive keys to keep preparation short.
-void prepare(const QString& path, int count)
+// under consecutive keys, in one transaction, to keep preparation short.
+bool prepare(const QString& path, int count)
 {
-    openFile(path);
-    CCategories cats;
-    cats.LoadAll();
+    CVault vault(path);
+    if (!vault.session().lock() || !vault.open() || !vault.changePassword(QString(), BenchPassword).ok())
+        return false;
     QList<int> plainIds, protectedIds;
-    for (CCategory* c = cats.first(); c; c = CCategories::nextOf(c))
+    for (const CCategory* c = vault.categories().first(); c; c = CCategories::nextOf(c))
         (c->isProtected ? protectedIds : plainIds) << c->id;
-    EncryptAddNewPwd(Password);
+    const CCipherKey key = Password::KeyFor(BenchPassword);
+    CxFile& file = *vault.session().file();
+    file.BeginTransaction();
     for (int i = 0; i < count; ++i) {
         CRecord r;
         const bool prot = i % 2 == 0;
         r.category = prot ? protectedIds[i % protectedIds.size()] : plainIds[i % plainIds.size()];
         r.encrypted = prot;
-        r.SetDataText(QStringLiteral("Record %1").arg(i), QStringLiteral("account-%1").arg(i * 7919),
-                      QStringLiteral("user%1").arg(i), QStringLiteral("%1").arg(i % 10000, 4, 10, QLatin1Char('0')),
-                      QString(), QString(),
-                      QStringLiteral("A note of a typical length for record %1.").arg(i));
+        const QString texts[CRecord::TextCount] = {
+            QStringLiteral("Record %1").arg(i), QStringLiteral("account-%1").arg(i * 7919),
+            QStringLiteral("user%1").arg(i), QStringLiteral("%1").arg(i % 10000, 4, 10, QLatin1Char('0')),
+            QString(), QString(), QStringLiteral("A note of a typical length for record %1.").arg(i)};
+        r.SetDataText(texts, &key);
         const QByteArray bytes = r.Encode();
-        _AppFile->AddRecord(1001 + i, bytes.constData(), int32_t(bytes.size()));
+        file.AddRecord(1001 + i, bytes.constData(), int32_t(bytes.size()));
     }
-    closeFile();
+    return file.CommitTransaction();
 }
 
 double ms(const QElapsedTimer& t)
@@ -79,38 +65,37 @@ int main(int argc, char** argv)
 
     QElapsedTimer t;
     t.start();
-    prepare(path, count);
+    if (!prepare(path, count)) {
+        std::fprintf(stderr, "cannot prepare %s\n", qPrintable(path));
+        return 1;
+    }
     std::printf("prepare %d records:            %9.1f ms\n", count, ms(t));
 
-    openFile(path);
-    auto* cats = new CCategories;
-    auto* records = new CRecords;
+    CVault vault(path);
+    if (!vault.session().lock())
+        return 1;
     const size_t before = mallinfo2().uordblks;
     t.restart();
-    cats->LoadAll();
-    records->LoadAll(cats);
+    if (!vault.open())
+        return 1;
     const double loadMs = ms(t);
     const size_t after = mallinfo2().uordblks;
-    std::printf("load categories + records:     %9.1f ms  (%d categories, %d records)\n", loadMs,
-                cats->count, records->count);
-    std::printf("heap held per record:          %9.1f bytes\n",
-                double(after - before) / double(records->count ? records->count : 1));
+    const int records = vault.records().count;
+    std::printf("open and load:                 %9.1f ms  (%d categories, %d records)\n", loadMs,
+                vault.categories().count, records);
+    std::printf("heap held per record:          %9.1f bytes\n", double(after - before) / double(records ? records : 1));
 
-    CheckValidPwd(Password); // the change dialog's check keys the cipher
-    t.restart();
-    ApplyPasswordChange(CPasswordChange::Changed, QStringLiteral("another one"), records, cats);
-    std::printf("change password (status 3):    %9.1f ms\n", ms(t));
-
-    t.restart();
-    ApplyPasswordChange(CPasswordChange::Removed, QString(), records, cats);
-    std::printf("remove password (status 2):    %9.1f ms\n", ms(t));
-
-    t.restart();
-    ApplyPasswordChange(CPasswordChange::Set, Password, records, cats);
-    std::printf("set password (status 1):       %9.1f ms\n", ms(t));
-
-    delete records;
-    delete cats;
-    closeFile();
+    const struct { const char* what; QString oldPassword, newPassword; } steps[] = {
+        {"change password:", BenchPassword, QStringLiteral("another one")},
+        {"remove password:", QStringLiteral("another one"), QString()},
+        {"set password:", QString(), BenchPassword},
+    };
+    for (const auto& step : steps) {
+        t.restart();
+        const CVaultResult result = vault.changePassword(step.oldPassword, step.newPassword);
+        std::printf("%-30s %9.1f ms%s\n", step.what, ms(t), result.ok() ? "" : "  FAILED");
+        if (!result.ok())
+            return 1;
+    }
     return 0;
 }
