@@ -1,10 +1,9 @@
 // Keys the cipher from fuzzer-chosen bytes and checks that enciphering and
 // deciphering a buffer in place restores it, tail bytes included.
 #include "crypto/blowfish.h"
-#include "crypto/fieldcrypt.h"
+#include "crypto/cipherkey.h"
 
 #include <QByteArray>
-#include <QString>
 
 #include <algorithm>
 #include <cstdint>
@@ -15,17 +14,18 @@
 namespace {
 
 // The buffer is len rounded up to 8 exactly, so any access beyond it trips ASan.
-void RoundTrip(const BLOWFISH_CTX* c, const uint8_t* data, int len)
+template<class Encrypt, class Decrypt>
+void RoundTrip(Encrypt encrypt, Decrypt decrypt, const uint8_t* data, int len)
 {
     const std::size_t room = len > 0 ? (std::size_t(len) + 7) / 8 * 8 : 1;
     std::unique_ptr<char[]> buf(new char[room]()), copy(new char[room]());
     if (len > 0)
         std::memcpy(buf.get(), data, std::size_t(len));
     std::memcpy(copy.get(), buf.get(), room);
-    bf_encrypt(c, buf.get(), len);
+    encrypt(buf.get(), len);
     if (len <= 0 && std::memcmp(buf.get(), copy.get(), room) != 0)
         std::abort();
-    bf_decrypt(c, buf.get(), len);
+    decrypt(buf.get(), len);
     if (std::memcmp(buf.get(), copy.get(), room) != 0)
         std::abort();
 }
@@ -48,16 +48,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     std::memcpy(keyBuf.get(), key, keyLen);
     BLOWFISH_CTX c;
     Blowfish_Init(&c, keyBuf.get(), negative ? -int(keyLen) - 1 : int(keyLen));
-    RoundTrip(&c, key + keyLen, len);
-    RoundTrip(&c, key + keyLen, len - 3);
+    const auto encrypt = [&c](char* p, int n) { bf_encrypt(&c, p, n); };
+    const auto decrypt = [&c](char* p, int n) { bf_decrypt(&c, p, n); };
+    RoundTrip(encrypt, decrypt, key + keyLen, len);
+    RoundTrip(encrypt, decrypt, key + keyLen, len - 3);
 
-    // The password path: the global schedule the field functions use is the
-    // same code; a Latin-1 password keys exactly as its bytes do.
-    const QByteArray keyBytes(reinterpret_cast<const char*>(key), int(keyLen));
-    EncryptSetPwd(QString::fromUtf8(keyBytes));
-    RoundTrip(&ctx, key + keyLen, len);
-    EncryptSetPwd(QString::fromLatin1(keyBytes));
-    if (keyLen > 0 && !negative && std::memcmp(&ctx, &c, sizeof(ctx)) != 0)
-        std::abort();
+    // The key object the vault uses keys as the bytes do.
+    const CCipherKey object(QByteArray(reinterpret_cast<const char*>(key), int(keyLen)));
+    RoundTrip([&](char* p, int n) { object.encrypt(p, n); }, [&](char* p, int n) { object.decrypt(p, n); },
+              key + keyLen, len);
+    if (!negative) {
+        char a[8] = {1, 2, 3, 4, 5, 6, 7, 8}, b[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+        object.encrypt(a, 8);
+        encrypt(b, 8);
+        if (std::memcmp(a, b, 8) != 0)
+            std::abort();
+    }
     return 0;
 }

@@ -1,10 +1,9 @@
 // Feeds arbitrary bytes to the decoders of records, categories and settings,
 // then reads, re-enciphers and re-encodes what came out.
-#include "vault/appglobals.h"
-#include "vault/vxconfig.h"
-#include "vault/categories.h"
+#include "crypto/cipherkey.h"
+#include "vault/category.h"
 #include "vault/record.h"
-#include "crypto/fieldcrypt.h"
+#include "vault/vxconfig.h"
 
 #include <QByteArray>
 #include <QString>
@@ -13,24 +12,6 @@
 #include <cstring>
 
 namespace {
-
-class FuzzConfig : public CvxConfig
-{
-public:
-    FuzzConfig() : CvxConfig(NoFile{}) {}
-};
-
-CCategories* setUp()
-{
-    static CCategories categories;
-    _AppCfg = new FuzzConfig;
-    EncryptSetPwd(QStringLiteral("fuzz key"));
-    auto* c = new CCategory;
-    c->id = 0;
-    c->isProtected = true;
-    categories.InsertSeq(c, false);
-    return &categories;
-}
 
 // Whatever was decoded encodes, decodes and encodes again to the same bytes.
 template<class T, int Size>
@@ -48,7 +29,8 @@ void stable(T& t)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static CCategories* categories = setUp();
+    static const CCipherKey key(QByteArray("fuzz key"));
+    static CvxConfig settings;
     const int n = size > 1 << 20 ? 1 << 20 : int(size);
     const char* bytes = reinterpret_cast<const char*>(data);
 
@@ -57,12 +39,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     QString text;
     for (int mode = 0; mode < 4; ++mode) { // encrypted or not, locked or not
         record.encrypted = mode & 1;
-        _AppCfg->locked = !(mode & 2);
         for (int i = 0; i < CRecord::TextCount; ++i)
-            record.GetDataText(i, text);
+            record.GetDataText(i, text, mode & 2 ? &key : nullptr);
     }
-    record.EncryptRecord(categories);
-    record.DecryptRecord(categories);
+    record.EncryptRecord(key);
+    record.DecryptRecord(key);
     const QByteArray encoded = record.Encode();
     CRecord again;
     again.Decode(encoded.constData(), int(encoded.size()));
@@ -72,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     CCategory category;
     category.Decode(bytes, n);
     stable<CCategory, CCategory::StoredSize>(category);
-    _AppCfg->Decode(bytes, n);
-    stable<CvxConfig, CvxConfig::StoredSize>(*_AppCfg);
+    settings.Decode(bytes, n);
+    stable<CvxConfig, CvxConfig::StoredSize>(settings);
     return 0;
 }
