@@ -1,6 +1,7 @@
 #include "storage/cxio.h"
 
 #include <cerrno>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -38,6 +39,17 @@ bool syncFolder(const std::string& folder)
     return synced;
 }
 
+// Why an open file is not one that only we could have made, or 0.
+int notOurs(int fd)
+{
+    struct stat info;
+    if (::fstat(fd, &info) != 0)
+        return errno;
+    if (!S_ISREG(info.st_mode))
+        return EINVAL;
+    return info.st_uid == ::geteuid() ? 0 : EPERM;
+}
+
 } // namespace
 
 CxPosixIo::~CxPosixIo()
@@ -45,17 +57,28 @@ CxPosixIo::~CxPosixIo()
     close();
 }
 
+bool CxPosixIo::failed()
+{
+    m_error = errno ? errno : EIO;
+    return false;
+}
+
 int CxPosixIo::open(const char* path, Mode mode)
 {
     close();
     if (!path)
-        return EINVAL;
+        return m_error = EINVAL;
     int flags = O_CLOEXEC;
     switch (mode) {
     case Mode::ReadWrite: flags |= O_RDWR; break;
     case Mode::ReadOnly: flags |= O_RDONLY; break;
     case Mode::Create: flags |= O_RDWR | O_CREAT; break;
+    case Mode::CreateNew: flags |= O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW; break;
     }
+    // Not even opened for reading through a link, and a FIFO in its place
+    // must not block the open.
+    if (m_ownFilesOnly)
+        flags |= O_NOFOLLOW | O_NONBLOCK;
     int fd = -1;
     m_created = false;
     if (mode == Mode::Create) {
@@ -65,13 +88,26 @@ int CxPosixIo::open(const char* path, Mode mode)
     if (fd < 0)
         fd = ::open(path, flags, 0600);
     if (fd < 0)
-        return errno;
+        return m_error = errno;
+    m_created = m_created || mode == Mode::CreateNew;
+    if (m_ownFilesOnly) {
+        if (const int refused = notOurs(fd)) {
+            ::close(fd);
+            return m_error = refused;
+        }
+    } else if (mode != Mode::ReadOnly) {
+        // Every secret is in the file: others have no business reading it.
+        // Where the mode cannot be changed (someone else's file, a file
+        // system without modes), it is used as it is.
+        struct stat info;
+        if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && (info.st_mode & 077) != 0)
+            (void)::fchmod(fd, info.st_mode & 0700);
+    }
     m_folder = m_created ? folderOf(path) : std::string();
     m_fd = keepAboveZero(fd);
     if (m_fd < 0) {
-        const int error = errno;
         m_fd = -1;
-        return error;
+        return m_error = errno;
     }
     return 0;
 }
@@ -87,11 +123,12 @@ bool CxPosixIo::read(int64_t offset, void* buffer, int64_t length)
 {
     auto* at = static_cast<unsigned char*>(buffer);
     while (isOpen() && length > 0) {
+        errno = 0;
         const ssize_t got = ::pread(m_fd, at, size_t(length), off_t(offset));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
-            return false;
+            return failed();
         at += got;
         offset += got;
         length -= got;
@@ -103,11 +140,12 @@ bool CxPosixIo::write(int64_t offset, const void* buffer, int64_t length)
 {
     const auto* at = static_cast<const unsigned char*>(buffer);
     while (isOpen() && length > 0) {
+        errno = 0;
         const ssize_t done = ::pwrite(m_fd, at, size_t(length), off_t(offset));
         if (done < 0 && errno == EINTR)
             continue;
         if (done <= 0)
-            return false;
+            return failed();
         at += done;
         offset += done;
         length -= done;
@@ -123,16 +161,16 @@ int64_t CxPosixIo::size()
 bool CxPosixIo::sync()
 {
     if (!isOpen() || ::fsync(m_fd) != 0)
-        return false;
+        return failed();
     if (m_created && !syncFolder(m_folder))
-        return false;
+        return failed();
     m_created = false;
     return true;
 }
 
 bool CxPosixIo::truncate(int64_t length)
 {
-    return isOpen() && ::ftruncate(m_fd, off_t(length)) == 0;
+    return (isOpen() && ::ftruncate(m_fd, off_t(length)) == 0) || failed();
 }
 
 int64_t CxPosixIo::fileId()
@@ -146,6 +184,25 @@ bool CxPosixIo::remove(const char* path)
     if (!path)
         return false;
     if (::unlink(path) != 0)
-        return errno == ENOENT;
-    return syncFolder(folderOf(path));
+        return errno == ENOENT || failed();
+    return syncFolder(folderOf(path)) || failed();
+}
+
+bool CxPosixIo::rename(const char* from, const char* to)
+{
+    if (!from || !to)
+        return false;
+    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) != 0) {
+        if (errno != EINVAL)
+            return failed();
+        // A file system that cannot refuse to replace: look first.
+        struct stat info;
+        if (::lstat(to, &info) == 0) {
+            errno = EEXIST;
+            return failed();
+        }
+        if (::rename(from, to) != 0)
+            return failed();
+    }
+    return syncFolder(folderOf(to)) || failed();
 }

@@ -32,10 +32,13 @@ class TestJournal : public QObject
         id.fileId = data.fileId();
         id.name = CxJournal::nameOf(QFile::encodeName(path).toStdString());
         id.signature = _AppSignature;
+        const QByteArray now = bytesOf(path);
+        QVERIFY(now.size() >= before.size());
         CxJournal journal;
         journal.clear(before.size());
-        journal.setFinalLength(data.size());
-        journal.add(0, reinterpret_cast<const unsigned char*>(before.constData()), before.size());
+        journal.setFinalLength(now.size());
+        journal.add(0, reinterpret_cast<const unsigned char*>(before.constData()),
+                    reinterpret_cast<const unsigned char*>(now.constData()), now.size());
         std::vector<unsigned char> raw = journal.encode(id);
         if (torn)
             raw.pop_back();
