@@ -39,15 +39,15 @@ bool syncFolder(const std::string& folder)
     return synced;
 }
 
-// Why an open file is not one that only we could have made, or 0.
-int notOurs(int fd)
+// Why an open file is not one to use: not a regular file (EINVAL), or,
+// when only files we could have made will do, another user's (EPERM).
+int unusable(int fd, bool ownOnly, struct stat& info)
 {
-    struct stat info;
     if (::fstat(fd, &info) != 0)
         return errno;
     if (!S_ISREG(info.st_mode))
         return EINVAL;
-    return info.st_uid == ::geteuid() ? 0 : EPERM;
+    return ownOnly && info.st_uid != ::geteuid() ? EPERM : 0;
 }
 
 } // namespace
@@ -75,10 +75,11 @@ int CxPosixIo::open(const char* path, Mode mode)
     case Mode::Create: flags |= O_RDWR | O_CREAT; break;
     case Mode::CreateNew: flags |= O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW; break;
     }
-    // Not even opened for reading through a link, and a FIFO in its place
-    // must not block the open.
+    // A FIFO in the file's place must not block the open (and is then
+    // refused); a file of ours is not even read through a link.
+    flags |= O_NONBLOCK;
     if (m_ownFilesOnly)
-        flags |= O_NOFOLLOW | O_NONBLOCK;
+        flags |= O_NOFOLLOW;
     int fd = -1;
     m_created = false;
     if (mode == Mode::Create) {
@@ -90,19 +91,16 @@ int CxPosixIo::open(const char* path, Mode mode)
     if (fd < 0)
         return m_error = errno;
     m_created = m_created || mode == Mode::CreateNew;
-    if (m_ownFilesOnly) {
-        if (const int refused = notOurs(fd)) {
-            ::close(fd);
-            return m_error = refused;
-        }
-    } else if (mode != Mode::ReadOnly) {
-        // Every secret is in the file: others have no business reading it.
-        // Where the mode cannot be changed (someone else's file, a file
-        // system without modes), it is used as it is.
-        struct stat info;
-        if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && (info.st_mode & 077) != 0)
-            (void)::fchmod(fd, info.st_mode & 0700);
+    struct stat info;
+    if (const int refused = unusable(fd, m_ownFilesOnly, info)) {
+        ::close(fd);
+        return m_error = refused;
     }
+    // Every secret is in the data file: others have no business reading
+    // it. Where the mode cannot be changed (someone else's file, a file
+    // system without modes), it is used as it is.
+    if (mode != Mode::ReadOnly && (info.st_mode & 077) != 0)
+        (void)::fchmod(fd, info.st_mode & 0700);
     m_folder = m_created ? folderOf(path) : std::string();
     m_fd = keepAboveZero(fd);
     if (m_fd < 0) {

@@ -256,12 +256,3 @@ bool CxJournal::playBack(CxIo& data) const
         ok = ok && (e.bytes.empty() || data.write(e.offset, e.bytes.data(), int64_t(e.bytes.size())));
     return ok && data.truncate(m_originalLength) && data.sync();
 }
-
-void CxJournal::applyTo(std::vector<unsigned char>& image) const
-{
-    if (int64_t(image.size()) < m_originalLength)
-        image.resize(size_t(m_originalLength), 0);
-    for (const Entry& e : m_entries)
-        std::copy(e.bytes.begin(), e.bytes.end(), image.begin() + e.offset);
-    image.resize(size_t(m_originalLength));
-}

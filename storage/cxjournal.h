@@ -3,6 +3,7 @@
 
 #include "storage/cxio.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -89,8 +90,15 @@ public:
     // Writes the original bytes back, cuts the file to its original length
     // and syncs it.
     bool playBack(CxIo& data) const;
-    // The same, on a copy of the file's bytes in memory.
-    void applyTo(std::vector<unsigned char>& image) const;
+    // The same, on a copy of the file's bytes in memory (a std::vector or
+    // a QByteArray).
+    template <typename Bytes>
+    void applyTo(Bytes& image) const
+    {
+        image.resize(decltype(image.size())(m_originalLength));
+        for (const Entry& e : m_entries)
+            std::copy(e.bytes.begin(), e.bytes.end(), image.begin() + e.offset);
+    }
 
     int64_t originalLength() const { return m_originalLength; }
     const std::vector<Entry>& entries() const { return m_entries; }

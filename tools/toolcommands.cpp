@@ -220,18 +220,15 @@ int CheckFile(const QString& path)
         PrintError(QString("%1 is a folder").arg(path));
         return ExitUsage;
     }
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        PrintError(QString("cannot read %1: %2").arg(path, file.errorString()));
+    // As the next open will read it: an interrupted change undone.
+    CxFileCheck check(QByteArray(), _AppSignature);
+    QString error;
+    if (!check.load(path, &error)) {
+        PrintError(QString("cannot read %1: %2").arg(path, error));
         return ExitUsage;
     }
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
-        PrintError(QString("cannot read %1: %2").arg(path, file.errorString()));
-        return ExitUsage;
-    }
-
-    CxFileCheck check(bytes, _AppSignature);
+    if (!check.journalReport().isEmpty())
+        PrintLine(check.journalReport());
     if (!check.run()) {
         for (const QString& problem : check.problems())
             PrintLine(problem);
