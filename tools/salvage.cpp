@@ -118,8 +118,10 @@ int SalvageFile(const QString& path, const QString& out)
         Say(QString("Warning: %1; records after it may be missing.").arg(warning));
     if (!salvage.unlinked().isEmpty()) {
         QStringList keys;
-        for (qint32 key : salvage.unlinked())
+        for (qint32 key : salvage.unlinked().mid(0, 20))
             keys << QString::number(key);
+        if (salvage.unlinked().size() > 20)
+            keys << QString("and %1 more").arg(salvage.unlinked().size() - 20);
         Say(QString("Found only in index blocks the chain no longer reaches (check that they were not "
                     "deleted): %1.").arg(keys.join(QStringLiteral(", "))));
     }
