@@ -1,0 +1,138 @@
+#include "faultrun.h"
+
+#include "storage/cxfile.h"
+
+#include <QDir>
+#include <QtTest>
+
+// The tool's changes on a disk that fails: each write-side call of the
+// change fails in turn, and the tool must say success exactly when the
+// change is in the file; otherwise it fails, and the file is as before,
+// also once the next open has looked at the journal.
+class TestToolFaults : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    const QString m_tool = QStringLiteral(VX_TEST_BINARY_DIR "/vaultix-tool");
+    QByteArray m_base; // a new default data file
+    QString m_csv;
+
+    static QByteArray bytesOf(const QString& path)
+    {
+        QFile f(path);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
+
+    // A folder of its own holding a copy of the default file.
+    QString freshFile()
+    {
+        static int n = 0;
+        const QString folder = m_dir.filePath(QString("run%1").arg(++n));
+        QDir().mkpath(folder);
+        QFile f(folder + "/Vaultix.Dat");
+        f.open(QIODevice::WriteOnly);
+        f.write(m_base);
+        f.close();
+        f.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+        return f.fileName();
+    }
+
+    FaultRun import(const QString& file, int at = 0, int error = EIO)
+    {
+        return RunWithFault(m_tool, {"--file", file, "import", m_csv}, QByteArray(), QFileInfo(file).path(), at, error);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_csv = m_dir.filePath("one.csv");
+        QFile csv(m_csv);
+        QVERIFY(csv.open(QIODevice::WriteOnly));
+        csv.write("Shop,login,pw\n");
+        csv.close();
+        const QString made = m_dir.filePath("base/Vaultix.Dat");
+        QDir().mkpath(m_dir.filePath("base"));
+        QCOMPARE(RunWithFault(m_tool, {"--file", made, "categories"}, QByteArray(), m_dir.filePath("base")).code, 0);
+        m_base = bytesOf(made);
+        QVERIFY(!m_base.isEmpty());
+    }
+
+    void importFails_data()
+    {
+        QTest::addColumn<int>("at");
+        QTest::addColumn<int>("error");
+        const FaultRun clean = import(freshFile());
+        QCOMPARE(clean.code, 0);
+        QVERIFY2(clean.calls > 8, clean.log.constData());
+        for (int at = 1; at <= clean.calls; ++at) {
+            QTest::addRow("EIO at %d", at) << at << EIO;
+            QTest::addRow("ENOSPC at %d", at) << at << ENOSPC;
+        }
+    }
+
+    void importFails()
+    {
+        QFETCH(int, at);
+        QFETCH(int, error);
+        const QString file = freshFile();
+        const FaultRun r = import(file, at, error);
+        QVERIFY2(r.code == 0 || r.code == 1, r.err.constData());
+
+        // The next open plays back whatever journal was left.
+        {
+            CxFile reopened("Vaultix0001");
+            QCOMPARE(reopened.Open(QFile::encodeName(file).constData()), 0);
+        }
+        const FaultRun list = RunWithFault(m_tool, {"--file", file, "list"}, QByteArray(), QString());
+        QCOMPARE(list.code, 0);
+        QCOMPARE(RunWithFault(m_tool, {"--file", file, "check"}, QByteArray(), QString()).code, 0);
+        const bool imported = list.out.contains("\tShop\t");
+        if (r.code == 0)
+            QVERIFY2(imported, "the tool said the record was imported, but it is not in the file");
+        else
+            QVERIFY2(!imported && bytesOf(file) == m_base, "the import failed, but the file changed");
+    }
+
+    // A commit syncs the journal before it touches the file, the file before
+    // it removes the journal, and the folder after that.
+    void syncOrder()
+    {
+        const QString file = freshFile();
+        const FaultRun r = import(file);
+        QCOMPARE(r.code, 0);
+        const QByteArray journal = QFile::encodeName(file + "-journal");
+        const QByteArray data = QFile::encodeName(file);
+        const QByteArray folder = QFile::encodeName(QFileInfo(file).path());
+        QList<QByteArray> calls;
+        for (const QByteArray& line : r.log.split('\n')) {
+            const QList<QByteArray> f = line.split(' ');
+            if (f.size() == 3)
+                calls << f[1] + ' ' + f[2];
+        }
+        auto next = [&](const QByteArray& call, int from) {
+            for (int i = qMax(from, 0); i < calls.size(); ++i) {
+                if (calls[i] == call)
+                    return i;
+            }
+            return -1;
+        };
+        int commits = 0;
+        for (int made = next("open " + journal, 0); made >= 0; made = next("open " + journal, made + 1)) {
+            ++commits;
+            const int journalSynced = next("fsync " + journal, made);
+            const int firstWrite = next("pwrite " + data, made);
+            const int dataSynced = next("fsync " + data, made);
+            const int removed = next("unlink " + journal, made);
+            const int folderSynced = next("fsync " + folder, removed);
+            QVERIFY2(made < journalSynced && journalSynced < firstWrite && firstWrite < dataSynced
+                         && dataSynced < removed && removed < folderSynced,
+                     r.log.constData());
+        }
+        QVERIFY2(commits >= 1, r.log.constData());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestToolFaults)
+#include "tst_toolfaults.moc"
