@@ -3,12 +3,15 @@
 #include "model/session.h"
 #include "storage/cxfile.h"
 #include "storage/cxjournal.h"
+#include "storage/cxlayout.h"
 #include "tools/demodata.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 // The session finds what an interrupted change left beside the data file.
@@ -20,6 +23,18 @@ class TestJournal : public QObject
     {
         QFile f(path);
         return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
+
+    static bool writeFile(const QString& path, const QByteArray& bytes)
+    {
+        QFile f(path);
+        return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+    }
+
+    static bool writeByte(const QString& path, qint64 at, char value)
+    {
+        QFile f(path);
+        return f.open(QIODevice::ReadWrite) && f.seek(at) && f.write(&value, 1) == 1;
     }
 
     // A journal as a change cut short would leave it: the whole file as it
@@ -48,25 +63,40 @@ class TestJournal : public QObject
     }
 
 private slots:
+    // What lies at the journal's path: a whole journal, one cut short, one
+    // written for other contents than the file holds, or something that
+    // Vaultix could not have made there. Only the first is played back;
+    // the last kind is never read nor written through, and refuses changes.
     void found_data()
     {
-        QTest::addColumn<bool>("torn");
+        QTest::addColumn<QString>("journal");
         QTest::addColumn<bool>("readOnly");
         QTest::addColumn<QString>("report");
         QTest::addColumn<bool>("rolledBack");
-        QTest::newRow("whole") << false << false << "it has been undone" << true;
-        QTest::newRow("whole, read-only use") << false << true << "it is shown as before that change" << false;
-        QTest::newRow("torn") << true << false << "is incomplete and was not used" << false;
+        QTest::addColumn<bool>("writable");
+        QTest::newRow("whole") << "whole" << false << "it has been undone" << true << true;
+        QTest::newRow("whole, read-only use") << "whole" << true << "it is shown as before that change" << false
+                                              << false;
+        QTest::newRow("torn") << "torn" << false << "is incomplete and was not used" << false << true;
+        QTest::newRow("for other contents") << "stale" << false << "It was moved to" << false << true;
+        QTest::newRow("link") << "link" << false << "is a link" << false << false;
+        QTest::newRow("fifo") << "fifo" << false << "not a regular file" << false << false;
+        QTest::newRow("folder") << "folder" << false << "not a regular file" << false << false;
+        QTest::newRow("another user's") << "owned" << false << "another user's file" << false << false;
     }
 
     void found()
     {
-        QFETCH(bool, torn);
+        QFETCH(QString, journal);
         QFETCH(bool, readOnly);
         QFETCH(QString, report);
         QFETCH(bool, rolledBack);
+        QFETCH(bool, writable);
+        if (journal == "owned" && ::geteuid() != 0)
+            QSKIP("only root can make a file another user's");
         QTemporaryDir dir;
         const QString path = dir.filePath("Vaultix.Dat");
+        const QString journalPath = path + "-journal";
         QVERIFY(WriteDemoData(path, 30, QString()));
         const QByteArray before = bytesOf(path);
         int count = 0;
@@ -79,9 +109,24 @@ private slots:
             QVERIFY(_AppFile->AddRecord(5000, "extra", 5));
             session.setSaveOnClose(false);
         }
+        if (journal == "whole" || journal == "torn" || journal == "stale")
+            writeJournal(path, before, journal == "torn");
+        if (journal == "stale") // another file put in place, by cp
+            QVERIFY(writeByte(path, CxLayout::HdVersionMinor, 7));
+        const QString victim = dir.filePath("victim.txt");
+        QVERIFY(writeFile(victim, "precious"));
+        if (journal == "link")
+            QVERIFY(QFile::link(victim, journalPath));
+        if (journal == "fifo")
+            QCOMPARE(::mkfifo(QFile::encodeName(journalPath).constData(), 0600), 0);
+        if (journal == "folder")
+            QVERIFY(QDir().mkdir(journalPath));
+        if (journal == "owned") {
+            QVERIFY(writeFile(journalPath, "someone else's"));
+            QCOMPARE(::chown(QFile::encodeName(journalPath).constData(), 65534, 65534), 0);
+        }
+        QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
         const QByteArray half = bytesOf(path);
-        QVERIFY(half != before);
-        writeJournal(path, before, torn);
 
         CSession session(path);
         session.setReadOnly(readOnly);
@@ -92,10 +137,21 @@ private slots:
         QVERIFY2(session.journalReport().contains(report), qPrintable(session.journalReport()));
         session.loadCollections();
         QCOMPARE(session.records()->count, count);
-        QCOMPARE(_AppFile->FindRecord(5000), torn);
+        QCOMPARE(_AppFile->FindRecord(5000), journal != "whole");
+        // A change goes through only beside a journal path Vaultix may use.
+        QCOMPARE(_AppFile->AddRecord(6000, "next", 4), writable);
+        if (!writable && !readOnly)
+            QVERIFY2(QString::fromStdString(_AppFile->lastErrorText()).contains(journalPath),
+                     _AppFile->lastErrorText().c_str());
         session.close();
-        QCOMPARE(bytesOf(path), rolledBack ? before : half);
-        QCOMPARE(QFile::exists(path + "-journal"), !rolledBack);
+        if (!writable)
+            QCOMPARE(bytesOf(path), rolledBack ? before : half);
+        QCOMPARE(bytesOf(victim), QByteArray("precious"));
+        QCOMPARE(QFileInfo::exists(journalPath) || QFileInfo(journalPath).isSymLink(), !writable && !rolledBack);
+        QCOMPARE(QDir(dir.path()).entryList({"Vaultix.Dat-journal.stale-*"}).size(),
+                 journal == "stale" || journal == "torn" ? 1 : 0);
+        // Opened for writing, the data file is kept from others' eyes.
+        QCOMPARE(bool(QFile::permissions(path) & QFile::ReadOther), readOnly);
     }
 
     // Undoing needs writing: a file that cannot be written is refused.

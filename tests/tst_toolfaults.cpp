@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QtTest>
 
+#include <sys/resource.h>
+
 // The tool's changes on a disk that fails: each write-side call of the
 // change fails in turn, and the tool must say success exactly when the
 // change is in the file; otherwise it fails, and the file is as before,
@@ -93,6 +95,42 @@ private slots:
             QVERIFY2(imported, "the tool said the record was imported, but it is not in the file");
         else
             QVERIFY2(!imported && bytesOf(file) == m_base, "the import failed, but the file changed");
+    }
+
+    // A sparse file longer than any record file is refused before it is
+    // read, within a memory limit far below its length.
+    void hugeFile_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("code");
+        QTest::newRow("check") << QStringList{"check"} << 1;
+        QTest::newRow("list") << QStringList{"list"} << 2;
+        QTest::newRow("keys") << QStringList{"keys"} << 2;
+        QTest::newRow("salvage") << QStringList{"salvage", m_dir.filePath("huge.out")} << 2;
+    }
+
+    void hugeFile()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(int, code);
+        const QString file = m_dir.filePath("huge.dat");
+        QFile f(file);
+        QVERIFY((f.exists() || (f.open(QIODevice::WriteOnly) && f.write(m_base) == m_base.size()))
+                && f.resize(qint64(3) << 30));
+        QProcess p;
+#ifndef __SANITIZE_ADDRESS__
+        p.setChildProcessModifier([] {
+            const rlimit limit{rlim_t(1) << 30, rlim_t(1) << 30};
+            ::setrlimit(RLIMIT_AS, &limit);
+        });
+#endif
+        p.start(m_tool, QStringList{"--file", file} + args);
+        QVERIFY(p.waitForFinished(60000));
+        const QByteArray said = p.readAllStandardOutput() + p.readAllStandardError();
+        QVERIFY2(p.exitStatus() == QProcess::NormalExit && p.exitCode() == code, said.constData());
+        QVERIFY2(said.contains("longer than a record file can be") || said.contains("not a Vaultix data file"),
+                 said.constData());
+        QVERIFY(!QFile::exists(m_dir.filePath("huge.out")));
     }
 
     // A commit syncs the journal before it touches the file, the file before
