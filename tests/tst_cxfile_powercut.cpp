@@ -38,6 +38,11 @@ struct Disk
     qint64 nextId = 100;
     // Called at each sync and removal, before it happens.
     std::function<void()> beforeSync;
+    // Write-side calls so far (writes, truncations, syncs, removals, moves,
+    // creations), and the one that fails, as on a failing disk.
+    int calls = 0;
+    int failAt = 0;
+    bool fails() { return ++calls == failAt; }
 
     static void apply(QByteArray& bytes, const Write& w)
     {
@@ -109,6 +114,8 @@ public:
         auto it = m_disk.files.find(path);
         if (it != m_disk.files.end() && mode == Mode::CreateNew)
             return EEXIST;
+        if (it == m_disk.files.end() && mode != Mode::ReadOnly && mode != Mode::ReadWrite && m_disk.fails())
+            return EIO;
         if (it == m_disk.files.end()) {
             if (mode != Mode::Create && mode != Mode::CreateNew)
                 return ENOENT;
@@ -131,15 +138,18 @@ public:
     }
     bool write(int64_t offset, const void* buffer, int64_t length) override
     {
-        return isOpen() && offset >= 0
+        return isOpen() && offset >= 0 && !m_disk.fails()
                && change({offset, QByteArray(static_cast<const char*>(buffer), qsizetype(length)), false});
     }
-    bool truncate(int64_t length) override { return isOpen() && change({length, QByteArray(), true}); }
+    bool truncate(int64_t length) override
+    {
+        return isOpen() && !m_disk.fails() && change({length, QByteArray(), true});
+    }
     int64_t size() override { return isOpen() ? file().view.size() : -1; }
     int64_t fileId() override { return isOpen() ? file().id : -1; }
     bool sync() override
     {
-        if (!isOpen())
+        if (!isOpen() || m_disk.fails())
             return false;
         if (m_disk.beforeSync)
             m_disk.beforeSync();
@@ -150,6 +160,8 @@ public:
     }
     bool remove(const char* path) override
     {
+        if (m_disk.fails())
+            return false;
         if (m_disk.beforeSync)
             m_disk.beforeSync();
         m_disk.files.erase(path);
@@ -157,7 +169,7 @@ public:
     }
     bool rename(const char* from, const char* to) override
     {
-        if (!m_disk.files.count(from) || m_disk.files.count(to))
+        if (!m_disk.files.count(from) || m_disk.files.count(to) || m_disk.fails())
             return false;
         if (m_disk.beforeSync)
             m_disk.beforeSync();
@@ -323,6 +335,39 @@ private slots:
         for (const auto& [key, data] : model) {
             QVERIFY(f.file.FindRecord(key));
             QCOMPARE(readCurrent(f.file), data);
+        }
+    }
+
+    // A commit whose write-side call fails, each in turn, returns false and
+    // leaves the file as before at once; the object then reads it as it is
+    // and takes the next change.
+    void failedCommit()
+    {
+        for (int at = 1;; ++at) {
+            Disk disk;
+            DiskFile f(disk);
+            QCOMPARE(f.file.Create(DataName, 64, 1, 0), 0);
+            for (int key = 0; key < 20; ++key)
+                QVERIFY(f.file.AddRecord(key, pattern(40, quint32(key)).constData(), 40));
+            const QByteArray before = disk.files.at(DataName).view;
+            disk.calls = 0;
+            disk.failAt = at;
+            CxTransaction t(&f.file);
+            for (int key = 0; key < 20; key += 3)
+                QVERIFY(f.file.FindRecord(key) && f.file.UpdateRecord("changed", 7));
+            f.file.AddRecord(99, "new", 3);
+            const bool committed = t.commit();
+            disk.failAt = 0;
+            if (disk.calls < at) {
+                QVERIFY(committed);
+                break;
+            }
+            QVERIFY2(!committed && f.file.lastError() != 0, qPrintable(QString("call %1").arg(at)));
+            QVERIFY2(disk.files.at(DataName).view == before, qPrintable(QString("call %1").arg(at)));
+            QVERIFY(f.file.FindRecord(3));
+            QCOMPARE(readCurrent(f.file), pattern(40, 3));
+            QVERIFY(!f.file.FindRecord(99) && f.file.AddRecord(99, "new", 3));
+            QCOMPARE(structureProblem(disk.files.at(DataName).view), QString());
         }
     }
 

@@ -2,7 +2,9 @@
 #include "model/records.h"
 #include "model/session.h"
 #include "storage/cxfile.h"
+#include "storage/cxfilecheck.h"
 #include "storage/cxjournal.h"
+#include "storage/cxsalvage.h"
 #include "storage/cxlayout.h"
 #include "tools/demodata.h"
 
@@ -127,6 +129,16 @@ private slots:
         }
         QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
         const QByteArray half = bytesOf(path);
+
+        // Checked and salvaged as the next open will read it: nothing of
+        // the interrupted change is kept.
+        CxFileCheck check(QByteArray(), _AppSignature);
+        QVERIFY(check.load(path) && check.run());
+        QCOMPARE(check.journalState() == CxJournal::Hot, journal == "whole");
+        CxSalvage salvage(QByteArray(), _AppSignature);
+        QVERIFY(salvage.load(path) && salvage.run());
+        QCOMPARE(salvage.records().count(5000) + salvage.records().count(1005), size_t(1));
+        QCOMPARE(salvage.records().count(5000) == 0, journal == "whole");
 
         CSession session(path);
         session.setReadOnly(readOnly);
