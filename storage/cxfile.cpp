@@ -1039,7 +1039,7 @@ bool CxFile::writeOut()
         if (!created && (error == ELOOP || error == EINVAL || error == EPERM)) {
             const char* what = error == ELOOP ? " is a symbolic link" : error == EINVAL ? " is not a regular file"
                                                                                         : " belongs to another user";
-            return fail(error, path + what + "; nothing is written beside it until it is removed");
+            return fail(error, path + what + "; nothing is written beside it until it is removed.", false);
         }
         return fail(error, path + " cannot be written");
     }
@@ -1072,10 +1072,10 @@ bool CxFile::writeOut()
     return fail(error, m_path + " cannot be written; the change was undone");
 }
 
-bool CxFile::fail(int error, const std::string& what)
+bool CxFile::fail(int error, const std::string& what, bool withReason)
 {
     m_error = error ? error : EIO;
-    m_errorText = what + ": " + std::strerror(m_error) + ".";
+    m_errorText = withReason ? what + ": " + std::strerror(m_error) + "." : what;
     return false;
 }
 

@@ -135,7 +135,7 @@ private:
     bool readRaw(int64_t offset, void* buffer, int64_t length);
     bool stage(int64_t offset, const unsigned char* buffer, int64_t length);
     bool writeOut();
-    bool fail(int error, const std::string& what);
+    bool fail(int error, const std::string& what, bool withReason = true);
     void clearError();
     void forgetChange();
     void dropOverlay();
