@@ -68,6 +68,7 @@ private slots:
         const FaultRun clean = import(freshFile());
         QCOMPARE(clean.code, 0);
         QVERIFY2(clean.calls > 8, clean.log.constData());
+        QCOMPARE(import(freshFile(), 1).code, 1); // the shim does fail calls
         for (int at = 1; at <= clean.calls; ++at) {
             QTest::addRow("EIO at %d", at) << at << EIO;
             QTest::addRow("ENOSPC at %d", at) << at << ENOSPC;
