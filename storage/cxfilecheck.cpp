@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -52,7 +53,13 @@ CxFileImage CxFileImage::read(const QString& path, const char* signature)
         image.status = TooLarge;
         return image;
     }
-    image.bytes.resize(qMax<qint64>(image.size, 0));
+    try {
+        image.bytes.resize(qMax<qint64>(image.size, 0));
+    } catch (const std::bad_alloc&) {
+        image.status = Unreadable;
+        image.error = QString::fromLocal8Bit(std::strerror(ENOMEM));
+        return image;
+    }
     if (image.size < 0 || (image.size > 0 && !data.read(0, image.bytes.data(), image.size))) {
         image.status = Unreadable;
         image.error = QString::fromLocal8Bit(std::strerror(image.size < 0 ? errno : data.lastError()));

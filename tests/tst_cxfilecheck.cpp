@@ -192,11 +192,7 @@ private slots:
             QVERIFY2(m_records.count(key) && m_records.at(key) == value, qPrintable(QString("key %1").arg(key)));
 
         const QString out = m_dir.filePath(QString("salvaged-%1.dat").arg(QTest::currentDataTag()));
-        QuietFile file;
-        QCOMPARE(file.Create(QFile::encodeName(out).constData(), 128, 1, 0), 0);
-        for (const auto& [key, value] : s.records())
-            QVERIFY(file.AddRecord(key, value.constData(), int32_t(value.size())));
-        file.Close();
+        QVERIFY(CxSalvage::writeFile(out, Sig, s.records(), 128, 1, 0));
         QCOMPARE(structureProblem(fileBytes(out)), QString());
     }
 };
