@@ -204,6 +204,25 @@ struct DiskFile
 const char DataName[] = "Vaultix.Dat";
 const std::string JournalName = std::string(DataName) + "-journal";
 
+// A file of `count` records of 40 bytes, in 64-byte blocks.
+void fill(DiskFile& f, int count)
+{
+    QCOMPARE(f.file.Create(DataName, 64, 1, 0), 0);
+    for (int key = 0; key < count; ++key)
+        QVERIFY(f.file.AddRecord(key, pattern(40, quint32(key)).constData(), 40));
+}
+
+// One change: a third of the records rewritten shorter, and one added.
+bool rewrite(CxFile& file, int count)
+{
+    CxTransaction t(&file);
+    for (int key = 0; key < count; key += 3) {
+        if (!file.FindRecord(key) || !file.UpdateRecord("changed", 7))
+            return false;
+    }
+    return file.AddRecord(99, "new", 3) && t.commit();
+}
+
 // What a cut at this moment may leave: the whole pending set when it is
 // small, else each write alone, none, all and all but each one.
 QList<quint32> cutMasks(int pending)
@@ -346,17 +365,11 @@ private slots:
         for (int at = 1;; ++at) {
             Disk disk;
             DiskFile f(disk);
-            QCOMPARE(f.file.Create(DataName, 64, 1, 0), 0);
-            for (int key = 0; key < 20; ++key)
-                QVERIFY(f.file.AddRecord(key, pattern(40, quint32(key)).constData(), 40));
+            fill(f, 20);
             const QByteArray before = disk.files.at(DataName).view;
             disk.calls = 0;
             disk.failAt = at;
-            CxTransaction t(&f.file);
-            for (int key = 0; key < 20; key += 3)
-                QVERIFY(f.file.FindRecord(key) && f.file.UpdateRecord("changed", 7));
-            f.file.AddRecord(99, "new", 3);
-            const bool committed = t.commit();
+            const bool committed = rewrite(f.file, 20);
             disk.failAt = 0;
             if (disk.calls < at) {
                 QVERIFY(committed);
@@ -395,9 +408,7 @@ private slots:
         QFETCH(int, state);
         Disk disk;
         DiskFile f(disk);
-        QCOMPARE(f.file.Create(DataName, 64, 1, 0), 0);
-        for (int key = 0; key < 60; ++key)
-            QVERIFY(f.file.AddRecord(key, pattern(40, quint32(key)).constData(), 40));
+        fill(f, 60);
         const QByteArray before = disk.files.at(DataName).platter;
 
         // The power goes out once the new bytes are on the platter, or, for
@@ -411,12 +422,7 @@ private slots:
             if (!tear && disk.files.count(JournalName) && disk.files.at(DataName).pending.size() > 0)
                 hot = disk.afterCut(~0u);
         };
-        {
-            CxTransaction t(&f.file);
-            for (int key = 0; key < 60; key += 3)
-                QVERIFY(f.file.FindRecord(key) && f.file.UpdateRecord("changed", 7));
-            QVERIFY(f.file.AddRecord(99, "new", 3));
-        }
+        QVERIFY(rewrite(f.file, 60));
         disk.beforeSync = nullptr;
         QVERIFY(hot.files.count(JournalName));
         QByteArray& journal = hot.files.at(JournalName).platter;
