@@ -58,7 +58,8 @@ void decodeHeader(const unsigned char* raw, CxFileHeader& header)
 } // namespace
 
 CxFile::CxFile(const char* signature, CxIo* io, CxIo* journalIo)
-    : m_io(io ? io : &m_posixIo)
+    : m_posixJournalIo(true)
+    , m_io(io ? io : &m_posixIo)
     , m_journalIo(journalIo ? journalIo : &m_posixJournalIo)
     , m_dataBlock(nullptr)
     , m_indexBlock(nullptr)
@@ -96,26 +97,42 @@ int CxFile::openAs(const char* path, CxIo::Mode mode)
     m_readOnly = mode == CxIo::Mode::ReadOnly;
     m_stuck = false;
     m_path = path;
+    m_staleJournal.clear();
+    clearError();
 
     int64_t size = m_io->size();
+    // No offset in the file can reach past this: such a file is not ours,
+    // and nothing of it is read.
+    if (size > MaxFileSize) {
+        Close();
+        return -3;
+    }
     const std::string journal = CxJournal::pathFor(m_path);
-    m_journalState = m_journal.load(*m_journalIo, journal, journalId(), size);
+    m_journalState = m_journal.load(*m_journalIo, journal, journalId(), *m_io);
     if (m_journalState == CxJournal::Hot) {
         if (m_readOnly) {
             // Read through the original bytes instead of writing them back.
-            for (const CxJournal::Entry& e : m_journal.entries())
-                m_overlay[e.offset] = e.bytes;
+            for (const CxJournal::Entry& e : m_journal.entries()) {
+                if (!e.bytes.empty())
+                    m_overlay[e.offset] = e.bytes;
+            }
         } else {
             if (!m_journal.playBack(*m_io)) {
                 m_journal.clear();
                 Close();
                 return -2;
             }
-            // Should the removal fail, the next open plays the same bytes
-            // back again, which changes nothing.
+            // Should the removal fail, the journal still fits the file as
+            // it is now, and playing it back again changes nothing.
             m_journalIo->remove(journal.c_str());
         }
         size = m_journal.originalLength();
+    } else if (m_journalState == CxJournal::Foreign && !m_readOnly) {
+        // Kept for whoever wants to look at it, out of the way of the next
+        // change's journal.
+        const std::string aside = CxJournal::stalePathFor(journal);
+        if (m_journalIo->rename(journal.c_str(), aside.c_str()))
+            m_staleJournal = aside;
     }
     m_journal.clear();
 
@@ -152,8 +169,16 @@ int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, 
     m_readOnly = false;
     m_stuck = false;
     m_path = path;
+    m_staleJournal.clear();
+    clearError();
+    // A journal of ours cannot belong to a new file; one we could not have
+    // made is left where it is, and refuses every change.
+    const std::string journal = CxJournal::pathFor(m_path);
     m_journalState = CxJournal::Absent;
-    m_journalIo->remove(CxJournal::pathFor(m_path).c_str());
+    if (m_journalIo->open(journal.c_str(), CxIo::Mode::ReadOnly) == 0) {
+        m_journalIo->close();
+        m_journalIo->remove(journal.c_str());
+    }
 
     unsigned size = std::min(std::max(blockSize, unsigned(MinBlockSize)), unsigned(MaxBlockSize));
     unsigned rounded = MinBlockSize;
@@ -778,7 +803,7 @@ bool CxFile::deleteRecord()
 void CxFile::FlushToDisk()
 {
     if (writable() && m_depth == 0)
-        m_synced = m_io->sync();
+        m_io->sync();
 }
 
 void CxFile::WriteHeader()
@@ -845,7 +870,7 @@ CxJournalId CxFile::journalId()
 CxJournal::State CxFile::InspectJournal(const char* path, const char* signature, CxJournal* journal)
 {
     CxPosixIo data;
-    CxPosixIo journalIo;
+    CxPosixIo journalIo(true);
     if (!path || data.open(path, CxIo::Mode::ReadOnly) != 0)
         return CxJournal::Absent;
     CxJournalId id;
@@ -854,7 +879,7 @@ CxJournal::State CxFile::InspectJournal(const char* path, const char* signature,
     id.signature = signature ? signature : "";
     CxJournal found;
     CxJournal& into = journal ? *journal : found;
-    return into.load(journalIo, CxJournal::pathFor(path), id, data.size());
+    return into.load(journalIo, CxJournal::pathFor(path), id, data);
 }
 
 // The header is one piece, every block another: a write never spans two.
@@ -925,6 +950,7 @@ void CxFile::BeginTransaction()
     if (m_depth++ == 0) {
         m_originalSize = m_fileSize;
         m_failed = false;
+        clearError();
     }
 }
 
@@ -934,6 +960,8 @@ bool CxFile::CommitTransaction()
         return false;
     if (--m_depth > 0)
         return !m_failed;
+    if (m_failed && m_error == 0)
+        fail(m_stuck || m_readOnly ? EROFS : EIO, m_path + " cannot be changed");
     const bool ok = !m_failed && writeOut();
     if (!ok && !m_stuck)
         forgetChange();
@@ -943,64 +971,118 @@ bool CxFile::CommitTransaction()
 }
 
 // Journal first, synced; then the file, synced; then away with the journal.
+// Should anything fail once the file was touched, the journal's bytes are
+// put back at once, so that the file is as before whatever happens next.
 bool CxFile::writeOut()
 {
     if (m_overlay.empty())
         return true;
     if (!writable())
-        return false;
+        return fail(EROFS, m_path + " is open for reading only");
     m_journal.clear(m_originalSize);
     m_journal.setFinalLength(m_fileSize);
     std::vector<unsigned char> original(static_cast<size_t>(MaxBlockSize));
-    for (const auto& piece : m_overlay) {
-        const int64_t n = std::min(int64_t(piece.second.size()), m_originalSize - piece.first);
+    // A piece reaches past the end when the file's length is not a whole
+    // number of blocks; what lies past it is never written.
+    auto note = [&](int64_t offset, const unsigned char* after, int64_t size) {
+        const int64_t n = std::min(size, m_fileSize - offset);
+        const int64_t kept = std::min(n, m_originalSize - offset);
         if (n <= 0)
-            continue;
-        if (!m_io->read(piece.first, original.data(), n))
+            return true;
+        if (kept > 0 && !m_io->read(offset, original.data(), kept))
             return false;
-        m_journal.add(piece.first, original.data(), n);
+        m_journal.add(offset, original.data(), after, n);
+        return true;
+    };
+    bool ok = true;
+    // The header is always in it, written or not: it tells this file from
+    // another put in its place.
+    if (m_overlay.begin()->first != 0) {
+        unsigned char header[HeaderSize];
+        ok = m_io->read(0, header, HeaderSize) && note(0, header, HeaderSize);
     }
-    std::vector<unsigned char> journal = m_journal.encode(journalId());
-    m_journal.clear();
+    for (const auto& piece : m_overlay)
+        ok = ok && note(piece.first, piece.second.data(), int64_t(piece.second.size()));
     std::memset(original.data(), 0, original.size());
+    if (!ok) {
+        m_journal.clear();
+        return fail(m_io->lastError(), m_path + " cannot be read");
+    }
+
     const std::string path = CxJournal::pathFor(m_path);
-    bool ok = m_journalIo->open(path.c_str(), CxIo::Mode::Create) == 0
-              && m_journalIo->write(0, journal.data(), int64_t(journal.size()))
-              && m_journalIo->truncate(int64_t(journal.size())) && m_journalIo->sync();
+    std::vector<unsigned char> journal = m_journal.encode(journalId());
+    int error = m_journalIo->open(path.c_str(), CxIo::Mode::CreateNew);
+    if (error == EEXIST) {
+        // Left by a change that never touched the file, or played back
+        // already: kept aside, never written over. Anything we could not
+        // have made is refused as it is.
+        error = m_journalIo->open(path.c_str(), CxIo::Mode::ReadOnly);
+        m_journalIo->close();
+        if (error == 0) {
+            error = m_journalIo->rename(path.c_str(), CxJournal::stalePathFor(path).c_str())
+                        ? m_journalIo->open(path.c_str(), CxIo::Mode::CreateNew)
+                        : m_journalIo->lastError();
+        }
+    }
+    bool created = error == 0;
+    ok = created && m_journalIo->write(0, journal.data(), int64_t(journal.size())) && m_journalIo->sync();
+    if (created && !ok)
+        error = m_journalIo->lastError();
     m_journalIo->close();
     std::memset(journal.data(), 0, journal.size());
     if (!ok) {
-        // The file is untouched; a half-written journal would only be
-        // reported as torn at the next open.
-        m_journalIo->remove(path.c_str());
-        return false;
+        m_journal.clear();
+        // The file is untouched; a journal we made but could not finish
+        // would only be found torn, or fitting the untouched file.
+        if (created)
+            m_journalIo->remove(path.c_str());
+        if (!created && (error == ELOOP || error == EINVAL || error == EPERM)) {
+            const char* what = error == ELOOP ? " is a symbolic link" : error == EINVAL ? " is not a regular file"
+                                                                                        : " belongs to another user";
+            return fail(error, path + what + "; nothing is written beside it until it is removed.", false);
+        }
+        return fail(error, path + " cannot be written");
     }
 
-    // A piece may reach past the end when the file's length is not a whole
-    // number of blocks; what lies past it was never written.
     for (const auto& piece : m_overlay) {
         const int64_t n = std::min(int64_t(piece.second.size()), m_fileSize - piece.first);
         ok = ok && (n <= 0 || m_io->write(piece.first, piece.second.data(), n));
     }
-    m_synced = true;
-    FlushToDisk();
-    if (!ok || !m_synced) {
+    ok = ok && m_io->sync();
+    error = ok ? 0 : m_io->lastError();
+    if (ok && !m_journalIo->remove(path.c_str())) {
+        // A journal left behind would undo the change at the next open.
+        ok = false;
+        error = m_journalIo->lastError();
+    }
+    if (ok) {
+        m_journal.clear();
+        return true;
+    }
+
+    const bool undone = m_journal.playBack(*m_io);
+    m_journal.clear();
+    if (!undone) {
         // The journal stays, and rolls the file back when it is next opened.
         m_stuck = true;
-        return false;
+        return fail(error, m_path + " cannot be written; the change is undone when the file is next opened");
     }
-    if (!m_journalIo->remove(path.c_str())) {
-        // A journal left behind would undo this change at the next open:
-        // make it torn at least.
-        const bool emptied = m_journalIo->open(path.c_str(), CxIo::Mode::ReadWrite) == 0 && m_journalIo->truncate(0)
-                             && m_journalIo->sync();
-        m_journalIo->close();
-        if (!emptied) {
-            m_stuck = true;
-            return false;
-        }
-    }
-    return true;
+    // Should this fail too, the journal still fits the file as it is now.
+    m_journalIo->remove(path.c_str());
+    return fail(error, m_path + " cannot be written; the change was undone");
+}
+
+bool CxFile::fail(int error, const std::string& what, bool withReason)
+{
+    m_error = error ? error : EIO;
+    m_errorText = withReason ? what + ": " + std::strerror(m_error) + "." : what;
+    return false;
+}
+
+void CxFile::clearError()
+{
+    m_error = 0;
+    m_errorText.clear();
 }
 
 // A change that never reached the file: read the file as it is.

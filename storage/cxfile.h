@@ -5,6 +5,7 @@
 #include "storage/cxjournal.h"
 #include "storage/cxlayout.h"
 
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -41,16 +42,20 @@ public:
     explicit CxFile(const char* signature, CxIo* io = nullptr, CxIo* journalIo = nullptr);
     virtual ~CxFile();
 
-    // 0 on success; -1 missing file, -2 cannot open, -3 too short or foreign.
-    // A journal left by an interrupted change is played back first (-2 when
-    // that fails); journalState() tells what was found.
+    // 0 on success; -1 missing file, -2 cannot open, -3 too short, longer
+    // than 32-bit offsets reach, or foreign. A journal left by an
+    // interrupted change is played back first (-2 when that fails);
+    // journalState() tells what was found. A whole journal that does not
+    // fit the file is moved aside (staleJournal()); one that is a link, not
+    // a regular file or another user's is left alone, and every change
+    // then fails.
     virtual int Open(const char* path);
     // As Open, on a file that may only be read: every change then fails
     // and nothing is ever written. A journal left by an interrupted change
     // is not played back, but the file reads as if it had been.
     int OpenReadOnly(const char* path);
-    // 0 on success, -2 when the file cannot be opened. Any journal beside
-    // the path is removed: it cannot belong to a new file.
+    // 0 on success, -2 when the file cannot be opened. A journal of ours
+    // beside the path is removed: it cannot belong to a new file.
     virtual int Create(const char* path, unsigned blockSize, unsigned versionMajor, unsigned versionMinor);
     virtual int GetFileVersion(int& major, int& minor);
     virtual void Close();
@@ -75,9 +80,12 @@ public:
     // Changes between the two are one change on disk. Nested pairs join the
     // outermost, whose commit writes; see CxTransaction. Commit says whether
     // the change reached the disk (for an inner pair: whether nothing has
-    // failed yet). On failure before the file was touched the object
-    // forgets the change and reads the file as it is; on failure after, it
-    // takes no more changes (the journal rolls the file back at next open).
+    // failed yet). On failure the file is as before the change: when a
+    // write, sync or truncation of the file or the journal's removal fails,
+    // the journal's bytes are put back at once. The object then forgets the
+    // change and reads the file as it is. Only when even that fails does it
+    // take no more changes, and the journal rolls the file back at the next
+    // open. lastError() tells why a commit failed.
     void BeginTransaction();
     bool CommitTransaction();
     // Marks the open transaction as failed: its commit writes nothing and
@@ -95,12 +103,25 @@ public:
     }
     bool inTransaction() const { return m_depth > 0; }
 
+    // Why the last commit failed: the errno of the failing call (ELOOP,
+    // EINVAL or EPERM: the journal's path is a link, not a regular file, or
+    // another user's) and a sentence naming the file and the cause; 0 and
+    // empty after a commit that succeeded.
+    int lastError() const { return m_error; }
+    const std::string& lastErrorText() const { return m_errorText; }
+
     // The journal that the last Open found: Absent, Hot (played back, or
-    // read through when read-only), Torn or Foreign (both left alone).
+    // read through when read-only), Torn (left alone), Foreign (moved
+    // aside when the file is open for writing) or Unsafe (left alone).
     CxJournal::State journalState() const { return m_journalState; }
+    // Where Open moved a journal that did not fit the file; empty when none.
+    const std::string& staleJournal() const { return m_staleJournal; }
     // Looks at the journal beside `path` without writing anything; a hot
     // one is loaded into `journal` when given.
     static CxJournal::State InspectJournal(const char* path, const char* signature, CxJournal* journal = nullptr);
+
+    // The largest file the format's 32-bit offsets can address.
+    static constexpr int64_t MaxFileSize = INT32_MAX;
 
     bool isOpen() const { return m_io->isOpen(); }
     bool isReadOnly() const { return m_readOnly; }
@@ -127,6 +148,8 @@ private:
     bool readRaw(int64_t offset, void* buffer, int64_t length);
     bool stage(int64_t offset, const unsigned char* buffer, int64_t length);
     bool writeOut();
+    bool fail(int error, const std::string& what, bool withReason = true);
+    void clearError();
     void forgetChange();
     void dropOverlay();
     bool fetch(int64_t offset, void* buffer, int64_t length);
@@ -174,10 +197,12 @@ private:
     int64_t m_originalSize = 0;
     bool m_failed = false;
     bool m_stuck = false;
-    bool m_synced = true;
     std::map<int64_t, std::vector<unsigned char>> m_overlay;
     CxJournal m_journal;
     CxJournal::State m_journalState = CxJournal::Absent;
+    std::string m_staleJournal;
+    int m_error = 0;
+    std::string m_errorText;
 };
 
 #endif

@@ -1,13 +1,18 @@
 #include "storage/cxfilecheck.h"
 
+#include "storage/cxfile.h"
 #include "storage/cxlayout.h"
+#include "storage/cxsalvage.h"
 
+#include <QFile>
 #include <QtEndian>
 #include <QSet>
 #include <QVector>
 
+#include <cerrno>
 #include <climits>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -33,10 +38,89 @@ QString printable(const char* text, int length)
 
 } // namespace
 
+CxFileImage CxFileImage::read(const QString& path, const char* signature)
+{
+    CxFileImage image;
+    const std::string name = QFile::encodeName(path).toStdString();
+    CxPosixIo data;
+    if (const int error = data.open(name.c_str(), CxIo::Mode::ReadOnly)) {
+        image.status = error == ENOENT ? Missing : Unreadable;
+        image.error = QString::fromLocal8Bit(std::strerror(error));
+        return image;
+    }
+    image.size = data.size();
+    if (image.size > CxFile::MaxFileSize) {
+        image.status = TooLarge;
+        return image;
+    }
+    try {
+        image.bytes.resize(qMax<qint64>(image.size, 0));
+    } catch (const std::bad_alloc&) {
+        image.status = Unreadable;
+        image.error = QString::fromLocal8Bit(std::strerror(ENOMEM));
+        return image;
+    }
+    if (image.size < 0 || (image.size > 0 && !data.read(0, image.bytes.data(), image.size))) {
+        image.status = Unreadable;
+        image.error = QString::fromLocal8Bit(std::strerror(image.size < 0 ? errno : data.lastError()));
+        image.bytes.clear();
+        return image;
+    }
+    image.status = Read;
+    if (image.size == 0)
+        return image;
+    CxJournalId id;
+    id.fileId = data.fileId();
+    id.name = CxJournal::nameOf(name);
+    id.signature = signature ? signature : "";
+    CxPosixIo journalIo(true);
+    CxJournal journal;
+    image.journal = journal.load(journalIo, CxJournal::pathFor(name), id, data);
+    if (image.journal == CxJournal::Hot)
+        journal.applyTo(image.bytes);
+    return image;
+}
+
 CxFileCheck::CxFileCheck(const QByteArray& bytes, const char* signature)
     : m_bytes(bytes)
     , m_signature(signature ? QByteArray(signature).left(SignatureSize - 1) : QByteArray())
 {
+}
+
+bool CxFileCheck::load(const QString& path, QString* error)
+{
+    CxFileImage image = CxFileImage::read(path, m_signature.constData());
+    if (image.status == CxFileImage::Missing || image.status == CxFileImage::Unreadable) {
+        if (error)
+            *error = image.error;
+        return false;
+    }
+    m_bytes.swap(image.bytes);
+    m_tooLarge = image.status == CxFileImage::TooLarge ? image.size : 0;
+    m_journal = image.journal;
+    const QString journal = path + QStringLiteral("-journal");
+    switch (m_journal) {
+    case CxJournal::Hot:
+        m_journalReport = QString("A change to the file was interrupted: %1 undoes it when the file is next opened "
+                                  "for writing. The file is checked as it will read then.").arg(journal);
+        break;
+    case CxJournal::Torn:
+        m_journalReport = QString("%1 is incomplete and will not be used: the change it was written for never "
+                                  "reached the file.").arg(journal);
+        break;
+    case CxJournal::Foreign:
+        m_journalReport = QString("%1 does not belong to the file as it is now and will not be used; the next "
+                                  "opening for writing moves it aside.").arg(journal);
+        break;
+    case CxJournal::Unsafe:
+        m_journalReport = QString("%1 is a link, not a regular file, or another user's file: no change can be "
+                                  "saved until it is removed.").arg(journal);
+        break;
+    case CxJournal::Absent:
+        m_journalReport.clear();
+        break;
+    }
+    return true;
 }
 
 bool CxFileCheck::run()
@@ -51,11 +135,15 @@ bool CxFileCheck::run()
     m_blockCount = 0;
     m_unusedBlocks = 0;
 
-    if (checkHeader()) {
+    if (m_tooLarge > 0) {
+        problem(QString("the file is %1 bytes long, longer than a record file can be (%2 bytes)")
+                    .arg(m_tooLarge).arg(CxFile::MaxFileSize));
+    } else if (checkHeader()) {
         computeGrid();
         walkIndexChain();
         walkFreeList();
         m_unusedBlocks = qMax(0, m_blockCount - static_cast<int>(m_owners.size()));
+        lookAtUnreached();
     }
 
     if (m_problemCount > MaxMessages)
@@ -136,6 +224,10 @@ void CxFileCheck::computeGrid()
 
 bool CxFileCheck::blockAt(qint64 offset, const QString& what)
 {
+    if (offset < 0) {
+        problem(QString("%1 is %2, which is no offset (only -1, for none, is negative)").arg(what).arg(offset));
+        return false;
+    }
     if (offset < HeaderSize) {
         problem(QString("%1 points to offset %2, inside the file header").arg(what).arg(offset));
         return false;
@@ -183,7 +275,7 @@ bool CxFileCheck::claim(qint64 offset, Use use, qint32 key, const QString& what)
 void CxFileCheck::walkIndexChain()
 {
     const qint32 first = word(HdFirstIndex);
-    if (first < 1)
+    if (first == -1)
         return; // no record
 
     const int capacity = CxLayout::capacity(m_blockSize);
@@ -270,7 +362,7 @@ void CxFileCheck::walkIndexChain()
             problem(QString("%1: its next link is 0, which points at the file header").arg(here));
             break;
         }
-        if (next < 0)
+        if (next == -1)
             break;
         previous = offset;
         offset = next;
@@ -344,7 +436,7 @@ void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
             break;
         }
         total += used;
-        if (next < 1)
+        if (next == -1)
             break;
         if (used != payload)
             problem(QString("%1: it holds %2 of %3 bytes but is not the record's last block")
@@ -363,7 +455,7 @@ void CxFileCheck::walkFreeList()
 {
     qint64 offset = word(HdFreeHead);
     QString from = QString("the header's free list head");
-    while (offset >= 1) {
+    while (offset != -1) {
         if (!blockAt(offset, from))
             break;
         auto seen = m_owners.constFind(offset);
@@ -376,4 +468,23 @@ void CxFileCheck::walkFreeList()
         from = QString("free block at %1's next link").arg(offset);
         offset = word(offset + FrNext);
     }
+}
+
+// Blocks nothing reaches are lost space, unless they still list records
+// that read back whole: then the chain lost them, and salvage finds them.
+void CxFileCheck::lookAtUnreached()
+{
+    if (m_unusedBlocks == 0)
+        return;
+    CxSalvage salvage(m_bytes, m_signature.constData());
+    if (!salvage.run() || salvage.unlinked().isEmpty())
+        return;
+    QStringList keys;
+    for (qint32 key : salvage.unlinked().mid(0, 10))
+        keys << QString::number(key);
+    if (salvage.unlinked().size() > 10)
+        keys << QStringLiteral("...");
+    problem(QString("%1 records that read back whole are listed only in index blocks that the index chain does not "
+                    "reach (keys %2)")
+                .arg(salvage.unlinked().size()).arg(keys.join(QStringLiteral(", "))));
 }

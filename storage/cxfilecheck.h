@@ -1,10 +1,28 @@
 #ifndef VAULTIX_STORAGE_CXFILECHECK_H
 #define VAULTIX_STORAGE_CXFILECHECK_H
 
+#include "storage/cxjournal.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QString>
 #include <QStringList>
+
+// A record file read whole as the next open will read it, without writing
+// anything: a whole journal of this very file beside it is played back in
+// memory. A file longer than the format's offsets reach is not read at all.
+struct CxFileImage
+{
+    enum Status { Read, Missing, Unreadable, TooLarge };
+
+    static CxFileImage read(const QString& path, const char* signature);
+
+    Status status = Missing;
+    QByteArray bytes;  // when Read
+    qint64 size = 0;   // the file's length on disk
+    CxJournal::State journal = CxJournal::Absent;
+    QString error;     // the system's reason when Unreadable
+};
 
 // Validates the structure of a record file from its raw bytes, without
 // trusting any offset, count or length in it.
@@ -13,6 +31,13 @@ class CxFileCheck
 public:
     // The signature is the one the file's owner gave its record file.
     CxFileCheck(const QByteArray& bytes, const char* signature);
+    // Checks the file at `path` as the next open will read it (see
+    // CxFileImage); false, with `error` set, when it cannot be read.
+    bool load(const QString& path, QString* error = nullptr);
+    // What load() found beside the file, and one sentence on it for the
+    // user (empty when there was no journal).
+    CxJournal::State journalState() const { return m_journal; }
+    const QString& journalReport() const { return m_journalReport; }
 
     // True when no problem was found.
     bool run();
@@ -27,7 +52,8 @@ public:
     // Whole blocks the file holds after its header.
     int blockCount() const { return m_blockCount; }
     // Blocks that nothing references: space lost by an interrupted writer or
-    // left over from an older file; not damage.
+    // left over from an older file. Damage only when such a block is an
+    // index block whose records still read back (salvage recovers them).
     int unusedBlockCount() const { return m_unusedBlocks; }
 
     static constexpr int MaxMessages = 50;
@@ -50,9 +76,13 @@ private:
     void walkIndexChain();
     void walkDataChain(qint32 key, qint32 first, qint32 length);
     void walkFreeList();
+    void lookAtUnreached();
 
     QByteArray m_bytes;
     QByteArray m_signature;
+    qint64 m_tooLarge = 0;
+    CxJournal::State m_journal = CxJournal::Absent;
+    QString m_journalReport;
     QStringList m_problems;
     int m_problemCount = 0;
 

@@ -1,6 +1,7 @@
 #include "storage/cxio.h"
 
 #include <cerrno>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -38,49 +39,73 @@ bool syncFolder(const std::string& folder)
     return synced;
 }
 
-} // namespace
-
-bool CxPosixIo::failed()
+// Why an open file is not one to use: not a regular file (EINVAL), or,
+// when only files we could have made will do, another user's (EPERM).
+int unusable(int fd, bool ownOnly, struct stat& info)
 {
-    // A short transfer leaves errno as it was; it still means no room.
-    m_error = errno != 0 ? errno : ENOSPC;
-    return false;
+    if (::fstat(fd, &info) != 0)
+        return errno;
+    if (!S_ISREG(info.st_mode))
+        return EINVAL;
+    return ownOnly && info.st_uid != ::geteuid() ? EPERM : 0;
 }
+
+} // namespace
 
 CxPosixIo::~CxPosixIo()
 {
     close();
 }
 
+bool CxPosixIo::failed()
+{
+    m_error = errno ? errno : EIO;
+    return false;
+}
+
 int CxPosixIo::open(const char* path, Mode mode)
 {
     close();
     if (!path)
-        return EINVAL;
+        return m_error = EINVAL;
     int flags = O_CLOEXEC;
     switch (mode) {
     case Mode::ReadWrite: flags |= O_RDWR; break;
     case Mode::ReadOnly: flags |= O_RDONLY; break;
     case Mode::Create: flags |= O_RDWR | O_CREAT; break;
+    case Mode::CreateNew: flags |= O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW; break;
     }
+    // A FIFO in the file's place must not block the open (and is then
+    // refused); a file of ours is not even read through a link.
+    flags |= O_NONBLOCK;
+    if (m_ownFilesOnly)
+        flags |= O_NOFOLLOW;
     int fd = -1;
     m_created = false;
-    m_error = 0;
     if (mode == Mode::Create) {
         fd = ::open(path, flags | O_EXCL, 0600);
         m_created = fd >= 0;
     }
     if (fd < 0)
         fd = ::open(path, flags, 0600);
-    // A journal that cannot be made beside the file names the cause too.
     if (fd < 0)
         return m_error = errno;
+    m_created = m_created || mode == Mode::CreateNew;
+    struct stat info;
+    if (const int refused = unusable(fd, m_ownFilesOnly, info)) {
+        ::close(fd);
+        return m_error = refused;
+    }
+    // Every secret is in the data file: others have no business reading
+    // it. Where the mode cannot be changed (someone else's file, a file
+    // system without modes), it is used as it is.
+    if (mode != Mode::ReadOnly && (info.st_mode & 077) != 0)
+        (void)::fchmod(fd, info.st_mode & 0700);
     m_folder = m_created ? folderOf(path) : std::string();
     m_fd = keepAboveZero(fd);
     if (m_fd < 0) {
-        const int error = errno;
         m_fd = -1;
-        return error;
+        return m_error = errno;
     }
     return 0;
 }
@@ -96,6 +121,7 @@ bool CxPosixIo::read(int64_t offset, void* buffer, int64_t length)
 {
     auto* at = static_cast<unsigned char*>(buffer);
     while (isOpen() && length > 0) {
+        errno = 0;
         const ssize_t got = ::pread(m_fd, at, size_t(length), off_t(offset));
         if (got < 0 && errno == EINTR)
             continue;
@@ -112,6 +138,7 @@ bool CxPosixIo::write(int64_t offset, const void* buffer, int64_t length)
 {
     const auto* at = static_cast<const unsigned char*>(buffer);
     while (isOpen() && length > 0) {
+        errno = 0;
         const ssize_t done = ::pwrite(m_fd, at, size_t(length), off_t(offset));
         if (done < 0 && errno == EINTR)
             continue;
@@ -157,4 +184,23 @@ bool CxPosixIo::remove(const char* path)
     if (::unlink(path) != 0)
         return errno == ENOENT || failed();
     return syncFolder(folderOf(path)) || failed();
+}
+
+bool CxPosixIo::rename(const char* from, const char* to)
+{
+    if (!from || !to)
+        return false;
+    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) != 0) {
+        if (errno != EINVAL)
+            return failed();
+        // A file system that cannot refuse to replace: look first.
+        struct stat info;
+        if (::lstat(to, &info) == 0) {
+            errno = EEXIST;
+            return failed();
+        }
+        if (::rename(from, to) != 0)
+            return failed();
+    }
+    return syncFolder(folderOf(to)) || failed();
 }

@@ -5,10 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 
 namespace {
 
-constexpr char Magic[16] = "Vaultix journal";
+constexpr char Magic[16] = "VaultixJournal2";
 constexpr size_t MagicSize = sizeof Magic;
 constexpr size_t JrChecksum = 16;
 constexpr size_t JrCount = 20;
@@ -19,7 +20,9 @@ constexpr size_t JrFileId = 48;
 constexpr size_t JrSignature = 56;
 constexpr size_t JrNameLength = 72;
 constexpr size_t JrName = 76;
-constexpr size_t EntryHead = 12;
+constexpr size_t EntryHead = 16;
+// Disks write whole sectors or tear between them.
+constexpr int64_t Sector = 512;
 // Nothing the engine writes comes near this; a larger claim is garbage.
 constexpr int64_t MaxJournal = int64_t(1) << 31;
 
@@ -77,6 +80,16 @@ std::string CxJournal::nameOf(const std::string& path)
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+std::string CxJournal::stalePathFor(const std::string& journalPath)
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    char stamp[32] = "unknown";
+    if (localtime_r(&now, &local))
+        std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);
+    return journalPath + ".stale-" + stamp;
+}
+
 void CxJournal::clear(int64_t originalLength)
 {
     for (Entry& e : m_entries)
@@ -85,9 +98,22 @@ void CxJournal::clear(int64_t originalLength)
     m_originalLength = m_finalLength = originalLength;
 }
 
-void CxJournal::add(int64_t offset, const unsigned char* bytes, int64_t length)
+void CxJournal::add(int64_t offset, const unsigned char* before, const unsigned char* after, int64_t length)
 {
-    m_entries.push_back({offset, std::vector<unsigned char>(bytes, bytes + length)});
+    while (length > 0) {
+        int64_t n = std::min(length, Sector - offset % Sector);
+        if (offset < m_originalLength)
+            n = std::min(n, m_originalLength - offset);
+        Entry e{offset, int32_t(n), crc32(after, size_t(n)), {}};
+        if (offset < m_originalLength)
+            e.bytes.assign(before, before + n);
+        m_entries.push_back(std::move(e));
+        offset += n;
+        after += n;
+        if (before)
+            before += n;
+        length -= n;
+    }
 }
 
 std::vector<unsigned char> CxJournal::encode(const CxJournalId& id) const
@@ -104,7 +130,8 @@ std::vector<unsigned char> CxJournal::encode(const CxJournalId& id) const
     for (const Entry& e : m_entries) {
         unsigned char head[EntryHead];
         put64(head, e.offset);
-        PutLE32(head + 8, int32_t(e.bytes.size()));
+        PutLE32(head + 8, e.length);
+        PutLE32(head + 12, int32_t(e.written));
         append(out, head, sizeof head);
         append(out, e.bytes.data(), e.bytes.size());
     }
@@ -113,12 +140,15 @@ std::vector<unsigned char> CxJournal::encode(const CxJournalId& id) const
     return out;
 }
 
-CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJournalId& id, int64_t dataLength)
+CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJournalId& id, CxIo& data)
 {
     clear();
     if (const int error = io.open(path.c_str(), CxIo::Mode::ReadOnly)) {
-        // Anything but "not there" may hide a journal we cannot read.
-        return error == ENOENT ? Absent : Torn;
+        if (error == ENOENT)
+            return Absent;
+        // A journal we could not have made; anything else may hide one we
+        // cannot read.
+        return error == ELOOP || error == EPERM || error == EINVAL ? Unsafe : Torn;
     }
     const int64_t size = io.size();
     std::vector<unsigned char> raw;
@@ -126,15 +156,19 @@ CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJour
     // An empty journal is torn: it was cut before its header got out.
     if (size > 0 && size <= MaxJournal) {
         raw.resize(size_t(size));
-        if (io.read(0, raw.data(), size))
-            state = decode(raw, id, dataLength);
+        if (io.read(0, raw.data(), size)) {
+            state = decode(raw, id, data.size(), [&data](int64_t offset, unsigned char* buffer, int64_t length) {
+                return data.read(offset, buffer, length);
+            });
+        }
     }
     io.close();
     wipe(raw);
     return state;
 }
 
-CxJournal::State CxJournal::decode(const std::vector<unsigned char>& raw, const CxJournalId& id, int64_t dataLength)
+CxJournal::State CxJournal::decode(const std::vector<unsigned char>& raw, const CxJournalId& id, int64_t dataLength,
+                                   const Reader& read)
 {
     clear();
     const unsigned char* b = raw.data();
@@ -156,27 +190,37 @@ CxJournal::State CxJournal::decode(const std::vector<unsigned char>& raw, const 
             return Torn;
         const int64_t offset = get64(b + at);
         const int32_t length = GetLE32(b + at + 8);
+        const uint32_t written = uint32_t(GetLE32(b + at + 12));
         at += EntryHead;
-        if (offset < 0 || length < 0 || size_t(length) > raw.size() - at || offset + length > original)
+        // Within the original length with its bytes, or wholly past it
+        // without; inside one sector, inside the final length.
+        const bool kept = offset < original;
+        if (offset < 0 || length <= 0 || length > Sector || offset / Sector != (offset + length - 1) / Sector
+            || offset + length > final || (kept && offset + length > original)
+            || (kept && size_t(length) > raw.size() - at))
             return Torn;
-        entries.push_back({offset, std::vector<unsigned char>(b + at, b + at + length)});
-        at += size_t(length);
+        Entry e{offset, length, written, {}};
+        if (kept) {
+            e.bytes.assign(b + at, b + at + length);
+            at += size_t(length);
+        }
+        entries.push_back(std::move(e));
     }
     if (at != raw.size())
         return Torn;
 
-    // During the change the file only ever grows from its original length
-    // towards its final one; any other length means another file.
     char signature[17] = {};
     std::memcpy(signature, b + JrSignature, 16);
     const std::string name(reinterpret_cast<const char*>(b + JrName), nameLength);
-    const bool ours = get64(b + JrFileId) == id.fileId && name == id.name && id.signature == signature
-                      && dataLength >= original && dataLength <= final;
     m_originalLength = original;
     m_finalLength = final;
     m_entries.swap(entries);
     for (Entry& e : entries)
         wipe(e.bytes);
+    // During the change the file only ever grows from its original length
+    // towards its final one; any other length means another file.
+    const bool ours = get64(b + JrFileId) == id.fileId && name == id.name && id.signature == signature
+                      && dataLength >= original && dataLength <= final && fits(dataLength, read);
     if (!ours) {
         clear();
         return Foreign;
@@ -184,19 +228,31 @@ CxJournal::State CxJournal::decode(const std::vector<unsigned char>& raw, const 
     return Hot;
 }
 
+// Each piece holds its original bytes or the written ones; an appended
+// piece may also be missing (the file is shorter) or still zero-filled.
+bool CxJournal::fits(int64_t dataLength, const Reader& read) const
+{
+    unsigned char now[Sector];
+    bool fit = true;
+    for (const Entry& e : m_entries) {
+        const bool kept = !e.bytes.empty();
+        if (!kept && e.offset + e.length > dataLength)
+            continue;
+        fit = read(e.offset, now, e.length);
+        if (fit && crc32(now, size_t(e.length)) != e.written)
+            fit = kept ? std::memcmp(now, e.bytes.data(), e.bytes.size()) == 0
+                       : std::all_of(now, now + e.length, [](unsigned char c) { return c == 0; });
+        if (!fit)
+            break;
+    }
+    std::memset(now, 0, sizeof now);
+    return fit;
+}
+
 bool CxJournal::playBack(CxIo& data) const
 {
     bool ok = data.isOpen();
     for (const Entry& e : m_entries)
-        ok = ok && data.write(e.offset, e.bytes.data(), int64_t(e.bytes.size()));
+        ok = ok && (e.bytes.empty() || data.write(e.offset, e.bytes.data(), int64_t(e.bytes.size())));
     return ok && data.truncate(m_originalLength) && data.sync();
-}
-
-void CxJournal::applyTo(std::vector<unsigned char>& image) const
-{
-    if (int64_t(image.size()) < m_originalLength)
-        image.resize(size_t(m_originalLength), 0);
-    for (const Entry& e : m_entries)
-        std::copy(e.bytes.begin(), e.bytes.end(), image.begin() + e.offset);
-    image.resize(size_t(m_originalLength));
 }

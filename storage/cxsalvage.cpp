@@ -1,11 +1,16 @@
 #include "storage/cxsalvage.h"
 
+#include "storage/cxfile.h"
+#include "storage/cxfilecheck.h"
 #include "storage/cxlayout.h"
+#include "storage/cxtransaction.h"
 
+#include <QFile>
 #include <QSet>
 #include <QtEndian>
 
 #include <cstring>
+#include <sys/stat.h>
 
 using namespace CxLayout;
 
@@ -13,6 +18,45 @@ CxSalvage::CxSalvage(const QByteArray& bytes, const char* signature)
     : m_bytes(bytes)
     , m_signature(signature ? QByteArray(signature).left(SignatureSize - 1) : QByteArray())
 {
+}
+
+bool CxSalvage::load(const QString& path, QString* error)
+{
+    CxFileImage image = CxFileImage::read(path, m_signature.constData());
+    if (image.status == CxFileImage::Missing || image.status == CxFileImage::Unreadable) {
+        if (error)
+            *error = image.error;
+        return false;
+    }
+    m_bytes.swap(image.bytes);
+    m_tooLarge = image.status == CxFileImage::TooLarge ? image.size : 0;
+    m_journal = image.journal;
+    return true;
+}
+
+bool CxSalvage::writeFile(const QString& path, const char* signature, const std::map<qint32, QByteArray>& records,
+                          unsigned blockSize, unsigned versionMajor, unsigned versionMinor)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat info;
+    if (::lstat(name.constData(), &info) == 0)
+        return false;
+    bool ok = false;
+    {
+        CxFile file(signature);
+        if (file.Create(name.constData(), blockSize, versionMajor, versionMinor) != 0)
+            return false;
+        // One change: one journal and one sync for the whole file.
+        CxTransaction change(&file);
+        ok = true;
+        for (const auto& [key, bytes] : records)
+            ok = ok && file.AddRecord(key, bytes.constData(), int32_t(bytes.size()));
+        ok = change.commit() && ok;
+        file.Close();
+    }
+    if (!ok)
+        QFile::remove(path);
+    return ok;
 }
 
 qint32 CxSalvage::word(qint64 offset) const
@@ -111,6 +155,10 @@ void CxSalvage::take(const Entry& e, bool reached, std::map<qint32, QString>& fa
 bool CxSalvage::run()
 {
     m_size = m_bytes.size();
+    if (m_tooLarge > 0) {
+        m_problem = QString("the file is %1 bytes long, longer than a record file can be").arg(m_tooLarge);
+        return false;
+    }
     if (m_size < HeaderSize) {
         m_problem = QString("the file is %1 bytes long, shorter than its header").arg(m_size);
         return false;

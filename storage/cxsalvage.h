@@ -1,6 +1,8 @@
 #ifndef VAULTIX_STORAGE_CXSALVAGE_H
 #define VAULTIX_STORAGE_CXSALVAGE_H
 
+#include "storage/cxjournal.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -22,9 +24,16 @@ public:
     };
 
     CxSalvage(const QByteArray& bytes, const char* signature);
+    // Salvages the file at `path` as the next open will read it: as it was
+    // before an interrupted change that a whole journal beside it undoes,
+    // so that nothing of a half change is kept (see CxFileImage). False,
+    // with `error` set, when the file cannot be read.
+    bool load(const QString& path, QString* error = nullptr);
+    // What load() found beside the file.
+    CxJournal::State journalState() const { return m_journal; }
 
-    // False when the file's header cannot be used at all (too short, not
-    // ours, no usable block size); `problem` then says why.
+    // False when the file's header cannot be used at all (too short, too
+    // long, not ours, no usable block size); `problem` then says why.
     bool run();
     const QString& problem() const { return m_problem; }
 
@@ -37,6 +46,12 @@ public:
     const QStringList& warnings() const { return m_warnings; }
     // Keys recovered only from index blocks the chain does not reach.
     const QList<qint32>& unlinked() const { return m_unlinked; }
+
+    // Writes `records` into a new record file at `path` (nothing may be
+    // there yet), as one change; false, with nothing left at `path`, on
+    // any failure.
+    static bool writeFile(const QString& path, const char* signature, const std::map<qint32, QByteArray>& records,
+                          unsigned blockSize, unsigned versionMajor, unsigned versionMinor);
 
 private:
     struct Entry
@@ -55,6 +70,8 @@ private:
 
     QByteArray m_bytes;
     QByteArray m_signature;
+    qint64 m_tooLarge = 0;
+    CxJournal::State m_journal = CxJournal::Absent;
     QString m_problem;
     qint64 m_size = 0;
     qint32 m_blockSize = 0;

@@ -12,7 +12,7 @@
 // against crashes, it is no undo. The in-memory collections already hold
 // the changes, so the file must follow them.
 //
-//     CxTransaction t(_AppFile);
+//     CxTransaction t(file);
 //     ... AddRecord / UpdateRecord / DeleteRecord ...
 //     if (!t.commit()) ... the change did not reach the disk ...
 class CxTransaction

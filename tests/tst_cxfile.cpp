@@ -13,23 +13,6 @@ class TestCxFile : public QObject
 private slots:
     void init() { QVERIFY(m_dir.isValid()); m_path = m_dir.filePath("t.dat"); QFile::remove(m_path); }
 
-    void blockSizeIsClamped()
-    {
-        const QList<QPair<unsigned, qint32>> sizes = {{0, 64},    {64, 64},   {65, 128},  {100, 128},
-                                                      {128, 128}, {300, 512}, {512, 512}, {1000, 512}};
-        for (const auto& [requested, expected] : sizes) {
-            QFile::remove(m_path);
-            QCOMPARE(QuietFile().Create(m_path.toLocal8Bit().constData(), requested, 3, 2), 0);
-            const QByteArray b = fileBytes(m_path);
-            QCOMPARE(b.left(SignatureSize), QByteArray("Vaultix0001\0\0\0\0\0", SignatureSize));
-            // The requested size leads both lists to name the failing case.
-            QCOMPARE((QList<qint32>{qint32(requested), qint32(b.size()), le32(b, HdVersionMajor),
-                                    le32(b, HdVersionMinor), le32(b, HdBlockSize), le32(b, HdFirstIndex),
-                                    le32(b, HdFreeHead)}),
-                     (QList<qint32>{qint32(requested), HeaderSize, 3, 2, expected, -1, -1}));
-        }
-    }
-
     void openResults()
     {
         const QByteArray path = m_path.toLocal8Bit();
@@ -234,31 +217,6 @@ private slots:
                     QCOMPARE(currentKey(*f), model.rbegin()->first);
             }
         }
-    }
-
-    // A file opened read-only reads as usual and refuses every change
-    // without writing a byte.
-    void readOnly()
-    {
-        const QByteArray path = m_path.toLocal8Bit();
-        QuietFile file;
-        QCOMPARE(file.OpenReadOnly(path.constData()), -1);
-        QCOMPARE(file.Create(path.constData(), 64, 1, 0), 0);
-        for (int key = 1; key <= 7; ++key)
-            QVERIFY(file.AddRecord(key, "v", 1));
-        file.Close();
-        QVERIFY(QFile::setPermissions(m_path, QFile::ReadOwner));
-        const QByteArray before = fileBytes(m_path);
-
-        QCOMPARE(file.OpenReadOnly(path.constData()), 0);
-        QVERIFY(file.isReadOnly() && file.FindRecord(5));
-        QCOMPARE(readCurrent(file), QByteArray("v"));
-        QVERIFY(!file.UpdateRecord("xyz", 3) && !file.DeleteRecord() && !file.AddRecord(9, "n", 1));
-        QVERIFY(!file.AddRecord(0, "n", 1) && file.FindLastRecord());
-        QCOMPARE(currentKey(file), 7);
-        file.Close();
-        QCOMPARE(fileBytes(m_path), before);
-        QVERIFY(QFile::setPermissions(m_path, QFile::ReadOwner | QFile::WriteOwner));
     }
 
 private:

@@ -38,6 +38,11 @@ struct Disk
     qint64 nextId = 100;
     // Called at each sync and removal, before it happens.
     std::function<void()> beforeSync;
+    // Write-side calls so far (writes, truncations, syncs, removals, moves,
+    // creations), and the one that fails, as on a failing disk.
+    int calls = 0;
+    int failAt = 0;
+    bool fails() { return ++calls == failAt; }
 
     static void apply(QByteArray& bytes, const Write& w)
     {
@@ -58,9 +63,14 @@ struct Disk
         return n;
     }
 
+    // How the one write `torn` of a cut reaches the platter: its length is
+    // right but its second half, or one 512-byte sector in its middle,
+    // still reads as zeros.
+    enum class Tear { SecondHalf, MiddleSector };
+
     // The disk after a cut that kept the pending writes chosen by `mask`,
     // numbered across the files in name order.
-    Disk afterCut(quint32 mask) const
+    Disk afterCut(quint32 mask, int torn = -1, Tear how = Tear::SecondHalf) const
     {
         Disk cut;
         cut.nextId = nextId;
@@ -70,8 +80,15 @@ struct Disk
             kept.id = f.id;
             kept.platter = f.platter;
             bool any = false;
-            for (const Write& w : f.pending) {
-                if (i < 32 && (mask & (1u << i))) {
+            for (Write w : f.pending) {
+                if (i == torn) {
+                    const qsizetype size = w.bytes.size();
+                    const qsizetype from = how == Tear::SecondHalf ? size / 2 : (w.offset + size / 2) / 512 * 512 - w.offset;
+                    const qsizetype to = how == Tear::SecondHalf ? size : from + 512;
+                    for (qsizetype at = qMax<qsizetype>(from, 0); at < qMin(to, size); ++at)
+                        w.bytes[at] = '\0';
+                }
+                if (mask == ~0u || (i < 32 && (mask & (1u << i)))) {
                     apply(kept.platter, w);
                     any = true;
                 }
@@ -95,8 +112,12 @@ public:
     int open(const char* path, Mode mode) override
     {
         auto it = m_disk.files.find(path);
+        if (it != m_disk.files.end() && mode == Mode::CreateNew)
+            return EEXIST;
+        if (it == m_disk.files.end() && mode != Mode::ReadOnly && mode != Mode::ReadWrite && m_disk.fails())
+            return EIO;
         if (it == m_disk.files.end()) {
-            if (mode != Mode::Create)
+            if (mode != Mode::Create && mode != Mode::CreateNew)
                 return ENOENT;
             it = m_disk.files.emplace(path, Disk::File()).first;
             it->second.id = ++m_disk.nextId;
@@ -117,15 +138,18 @@ public:
     }
     bool write(int64_t offset, const void* buffer, int64_t length) override
     {
-        return isOpen() && offset >= 0
+        return isOpen() && offset >= 0 && !m_disk.fails()
                && change({offset, QByteArray(static_cast<const char*>(buffer), qsizetype(length)), false});
     }
-    bool truncate(int64_t length) override { return isOpen() && change({length, QByteArray(), true}); }
+    bool truncate(int64_t length) override
+    {
+        return isOpen() && !m_disk.fails() && change({length, QByteArray(), true});
+    }
     int64_t size() override { return isOpen() ? file().view.size() : -1; }
     int64_t fileId() override { return isOpen() ? file().id : -1; }
     bool sync() override
     {
-        if (!isOpen())
+        if (!isOpen() || m_disk.fails())
             return false;
         if (m_disk.beforeSync)
             m_disk.beforeSync();
@@ -136,9 +160,21 @@ public:
     }
     bool remove(const char* path) override
     {
+        if (m_disk.fails())
+            return false;
         if (m_disk.beforeSync)
             m_disk.beforeSync();
         m_disk.files.erase(path);
+        return true;
+    }
+    bool rename(const char* from, const char* to) override
+    {
+        if (!m_disk.files.count(from) || m_disk.files.count(to) || m_disk.fails())
+            return false;
+        if (m_disk.beforeSync)
+            m_disk.beforeSync();
+        m_disk.files[to] = m_disk.files.at(from);
+        m_disk.files.erase(from);
         return true;
     }
 
@@ -167,6 +203,25 @@ struct DiskFile
 
 const char DataName[] = "Vaultix.Dat";
 const std::string JournalName = std::string(DataName) + "-journal";
+
+// A file of `count` records of 40 bytes, in 64-byte blocks.
+void fill(DiskFile& f, int count)
+{
+    QCOMPARE(f.file.Create(DataName, 64, 1, 0), 0);
+    for (int key = 0; key < count; ++key)
+        QVERIFY(f.file.AddRecord(key, pattern(40, quint32(key)).constData(), 40));
+}
+
+// One change: a third of the records rewritten shorter, and one added.
+bool rewrite(CxFile& file, int count)
+{
+    CxTransaction t(&file);
+    for (int key = 0; key < count; key += 3) {
+        if (!file.FindRecord(key) || !file.UpdateRecord("changed", 7))
+            return false;
+    }
+    return file.AddRecord(99, "new", 3) && t.commit();
+}
 
 // What a cut at this moment may leave: the whole pending set when it is
 // small, else each write alone, none, all and all but each one.
@@ -302,19 +357,49 @@ private slots:
         }
     }
 
-    // A journal that is cut short, garbled, or made for another file is
-    // never played back, and says so; read-only, a whole one is read
-    // through without writing anything.
+    // A commit whose write-side call fails, each in turn, returns false and
+    // leaves the file as before at once; the object then reads it as it is
+    // and takes the next change.
+    void failedCommit()
+    {
+        for (int at = 1;; ++at) {
+            Disk disk;
+            DiskFile f(disk);
+            fill(f, 20);
+            const QByteArray before = disk.files.at(DataName).view;
+            disk.calls = 0;
+            disk.failAt = at;
+            const bool committed = rewrite(f.file, 20);
+            disk.failAt = 0;
+            if (disk.calls < at) {
+                QVERIFY(committed);
+                break;
+            }
+            QVERIFY2(!committed && f.file.lastError() != 0, qPrintable(QString("call %1").arg(at)));
+            QVERIFY2(disk.files.at(DataName).view == before, qPrintable(QString("call %1").arg(at)));
+            QVERIFY(f.file.FindRecord(3));
+            QCOMPARE(readCurrent(f.file), pattern(40, 3));
+            QVERIFY(!f.file.FindRecord(99) && f.file.AddRecord(99, "new", 3));
+            QCOMPARE(structureProblem(disk.files.at(DataName).view), QString());
+        }
+    }
+
+    // A journal that is cut short, garbled, or made for another file or
+    // for other contents than the file holds is never played back, and
+    // says so; one that is whole but does not fit is moved aside.
     void journalFound_data()
     {
         QTest::addColumn<QString>("change");
         QTest::addColumn<int>("state");
         QTest::newRow("whole") << "" << int(CxJournal::Hot);
         QTest::newRow("cut short") << "short" << int(CxJournal::Torn);
-        QTest::newRow("one byte flipped") << "flip" << int(CxJournal::Torn);
+        QTest::newRow("byte flipped in an entry") << "flip" << int(CxJournal::Torn);
+        QTest::newRow("written half") << "half" << int(CxJournal::Torn);
+        QTest::newRow("sector zeroed") << "sector" << int(CxJournal::Torn);
         QTest::newRow("empty") << "empty" << int(CxJournal::Torn);
         QTest::newRow("other file") << "other file" << int(CxJournal::Foreign);
         QTest::newRow("other name") << "other name" << int(CxJournal::Foreign);
+        QTest::newRow("file put in its place") << "replaced" << int(CxJournal::Foreign);
     }
 
     void journalFound()
@@ -323,37 +408,37 @@ private slots:
         QFETCH(int, state);
         Disk disk;
         DiskFile f(disk);
-        QCOMPARE(f.file.Create(DataName, 64, 1, 0), 0);
-        for (int key = 0; key < 20; ++key)
-            QVERIFY(f.file.AddRecord(key, pattern(40, quint32(key)).constData(), 40));
+        fill(f, 60);
         const QByteArray before = disk.files.at(DataName).platter;
 
-        // The power goes out once the new bytes are on the platter.
+        // The power goes out once the new bytes are on the platter, or, for
+        // a torn journal, while the journal's one write is torn.
+        const bool tear = change == "half" || change == "sector";
         Disk hot;
         disk.beforeSync = [&]() {
-            if (disk.files.count(JournalName) && disk.files.at(DataName).pending.size() > 0)
+            const bool journalPending = disk.files.count(JournalName) && !disk.files.at(JournalName).pending.isEmpty();
+            if (tear && journalPending && disk.pendingCount() == 1)
+                hot = disk.afterCut(~0u, 0, change == "half" ? Disk::Tear::SecondHalf : Disk::Tear::MiddleSector);
+            if (!tear && disk.files.count(JournalName) && disk.files.at(DataName).pending.size() > 0)
                 hot = disk.afterCut(~0u);
         };
-        {
-            CxTransaction t(&f.file);
-            for (int key = 0; key < 20; key += 3)
-                QVERIFY(f.file.FindRecord(key) && f.file.UpdateRecord("changed", 7));
-            QVERIFY(f.file.AddRecord(99, "new", 3));
-        }
+        QVERIFY(rewrite(f.file, 60));
         disk.beforeSync = nullptr;
         QVERIFY(hot.files.count(JournalName));
-        const QByteArray half = hot.files.at(DataName).platter;
-        QVERIFY(half != before);
-
         QByteArray& journal = hot.files.at(JournalName).platter;
+        QVERIFY(journal.size() > 1024);
         if (change == "short")
             journal.chop(1);
         else if (change == "flip")
-            journal[journal.size() / 2] = char(journal[journal.size() / 2] ^ 1);
+            journal[journal.size() - 100] = char(journal[journal.size() - 100] ^ 1);
         else if (change == "empty")
             journal.clear();
         else if (change == "other file")
             hot.files.at(DataName).id += 1;
+        else if (change == "replaced")
+            qToLittleEndian<qint32>(9, hot.files.at(DataName).platter.data() + HdVersionMinor);
+        const QByteArray half = hot.files.at(DataName).platter;
+        QCOMPARE(half != before, !tear);
         std::string name = DataName;
         if (change == "other name") {
             // Both moved beside each other under a new name.
@@ -366,26 +451,17 @@ private slots:
         for (auto& entry : hot.files)
             entry.second.view = entry.second.platter;
 
-        // Read-only: nothing is written, and a whole journal is read through.
-        {
-            Disk copy = hot;
-            DiskFile ro(copy);
-            QCOMPARE(ro.file.OpenReadOnly(name.c_str()), 0);
-            QCOMPARE(int(ro.file.journalState()), state);
-            QVERIFY(ro.file.FindRecord(3));
-            QCOMPARE(readCurrent(ro.file), state == CxJournal::Hot ? pattern(40, 3) : QByteArray("changed"));
-            QCOMPARE(ro.file.FindRecord(99), state != CxJournal::Hot);
-            ro.file.Close();
-            QCOMPARE(copy.files.at(name).view, half);
-            QCOMPARE(copy.files.count(name + "-journal"), size_t(1));
-        }
-
         DiskFile reopened(hot);
         QCOMPARE(reopened.file.Open(name.c_str()), 0);
         QCOMPARE(int(reopened.file.journalState()), state);
-        const QByteArray& now = hot.files.at(name).view;
-        QCOMPARE(now, state == CxJournal::Hot ? before : half);
-        QCOMPARE(hot.files.count(name + "-journal"), size_t(state == CxJournal::Hot ? 0 : 1));
+        QCOMPARE(hot.files.at(name).view, state == CxJournal::Hot ? before : half);
+        QCOMPARE(hot.files.count(name + "-journal"), size_t(state == CxJournal::Torn ? 1 : 0));
+        const std::string aside = reopened.file.staleJournal();
+        QCOMPARE(aside.rfind(name + "-journal.stale-", 0) == 0 && hot.files.count(aside), state == CxJournal::Foreign);
+
+        // The next change replaces a torn journal, and keeps it aside.
+        QVERIFY(reopened.file.AddRecord(500, "next", 4));
+        QCOMPARE(hot.files.count(name + "-journal"), size_t(0));
     }
 };
 

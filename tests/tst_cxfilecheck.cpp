@@ -162,6 +162,11 @@ private slots:
         patch("used twice", "is used twice", HdFreeHead, idx[0]);
         patch("outside file", "outside the file", multi + EnFirst, m_valid.bytes.size() + 128);
         patch("off boundary", "not on a block boundary", HdFirstIndex, idx[0] + 4);
+        // An empty chain over index blocks whose records read back, or a
+        // chain start that is no offset, is no empty file.
+        patch("chain start -1", "listed only in index blocks that the index chain does not reach", HdFirstIndex, -1);
+        patch("chain start negative", "which is no offset", HdFirstIndex, -7);
+        patch("chain start outside", "outside the file", HdFirstIndex, qint32(size) + 128);
         patch("bounds overlap", "is not above the highest key", idx[1] + IxLowest, m_valid.word(idx[0] + IxHighest));
         patch("empty index block", "holds no entries", idx[1] + IxCount, 0);
     }
@@ -187,11 +192,7 @@ private slots:
             QVERIFY2(m_records.count(key) && m_records.at(key) == value, qPrintable(QString("key %1").arg(key)));
 
         const QString out = m_dir.filePath(QString("salvaged-%1.dat").arg(QTest::currentDataTag()));
-        QuietFile file;
-        QCOMPARE(file.Create(QFile::encodeName(out).constData(), 128, 1, 0), 0);
-        for (const auto& [key, value] : s.records())
-            QVERIFY(file.AddRecord(key, value.constData(), int32_t(value.size())));
-        file.Close();
+        QVERIFY(CxSalvage::writeFile(out, Sig, s.records(), 128, 1, 0));
         QCOMPARE(structureProblem(fileBytes(out)), QString());
     }
 };

@@ -1,13 +1,20 @@
+#include "config/appglobals.h"
+#include "model/records.h"
 #include "storage/cxfile.h"
+#include "storage/cxfilecheck.h"
 #include "storage/cxjournal.h"
+#include "storage/cxsalvage.h"
+#include "storage/cxlayout.h"
 #include "tools/demodata.h"
 #include "vault/keyplan.h"
 #include "vault/vault.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 // The session finds what an interrupted change left beside the data file.
@@ -21,6 +28,12 @@ class TestJournal : public QObject
         return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
     }
 
+    static bool writeFile(const QString& path, const QByteArray& bytes)
+    {
+        QFile f(path);
+        return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+    }
+
     // A journal as a change cut short would leave it: the whole file as it
     // was, written for the file as it is now.
     static void writeJournal(const QString& path, const QByteArray& before, bool torn)
@@ -31,10 +44,13 @@ class TestJournal : public QObject
         id.fileId = data.fileId();
         id.name = CxJournal::nameOf(QFile::encodeName(path).toStdString());
         id.signature = KeyPlan::Signature;
+        const QByteArray now = bytesOf(path);
+        QVERIFY(now.size() >= before.size());
         CxJournal journal;
         journal.clear(before.size());
-        journal.setFinalLength(data.size());
-        journal.add(0, reinterpret_cast<const unsigned char*>(before.constData()), before.size());
+        journal.setFinalLength(now.size());
+        journal.add(0, reinterpret_cast<const unsigned char*>(before.constData()),
+                    reinterpret_cast<const unsigned char*>(now.constData()), now.size());
         std::vector<unsigned char> raw = journal.encode(id);
         if (torn)
             raw.pop_back();
@@ -56,25 +72,38 @@ class TestJournal : public QObject
     }
 
 private slots:
+    // What lies at the journal's path: a whole journal, one cut short, one
+    // written for other contents than the file holds, or something that
+    // Vaultix could not have made there. Only the first is played back;
+    // the last kind is never read nor written through, and refuses changes.
     void found_data()
     {
-        QTest::addColumn<bool>("torn");
+        QTest::addColumn<QString>("journal");
         QTest::addColumn<bool>("readOnly");
         QTest::addColumn<QString>("report");
-        QTest::addColumn<bool>("rolledBack");
-        QTest::newRow("whole") << false << false << "it has been undone" << true;
-        QTest::newRow("whole, read-only use") << false << true << "it is shown as before that change" << false;
-        QTest::newRow("torn") << true << false << "is incomplete and was not used" << false;
+        QTest::addColumn<bool>("writable");
+        QTest::newRow("whole") << "whole" << false << "it has been undone" << true;
+        QTest::newRow("whole, read-only use") << "whole" << true << "it is shown as before that change" << false;
+        QTest::newRow("torn") << "torn" << false << "is incomplete and was not used" << true;
+        QTest::newRow("for other contents") << "stale" << false << "It was moved to" << true;
+        QTest::newRow("link") << "link" << false << "is a link" << false;
+        QTest::newRow("fifo") << "fifo" << false << "not a regular file" << false;
+        QTest::newRow("folder") << "folder" << false << "not a regular file" << false;
+        QTest::newRow("another user's") << "owned" << false << "another user's file" << false;
     }
 
     void found()
     {
-        QFETCH(bool, torn);
+        QFETCH(QString, journal);
         QFETCH(bool, readOnly);
         QFETCH(QString, report);
-        QFETCH(bool, rolledBack);
+        QFETCH(bool, writable);
+        const bool rolledBack = journal == "whole" && !readOnly;
+        if (journal == "owned" && ::geteuid() != 0)
+            QSKIP("only root can make a file another user's");
         QTemporaryDir dir;
         const QString path = dir.filePath("Vaultix.Dat");
+        const QString journalPath = path + "-journal";
         QVERIFY(WriteDemoData(path, 30, QString()));
         const QByteArray before = bytesOf(path);
         int count = 0;
@@ -84,22 +113,58 @@ private slots:
             count = vault.records().count;
         }
         changeBehindTheJournal(path, true);
+        if (journal == "whole" || journal == "torn" || journal == "stale")
+            writeJournal(path, before, journal == "torn");
+        if (journal == "stale") // another file put in place, by cp
+            QVERIFY(writeFile(path, bytesOf(path).replace(CxLayout::HdVersionMinor, 1, "\7")));
+        const QString victim = dir.filePath("victim.txt");
+        QVERIFY(writeFile(victim, "precious"));
+        if (journal == "link")
+            QVERIFY(QFile::link(victim, journalPath));
+        if (journal == "fifo")
+            QCOMPARE(::mkfifo(QFile::encodeName(journalPath).constData(), 0600), 0);
+        if (journal == "folder")
+            QVERIFY(QDir().mkdir(journalPath));
+        if (journal == "owned") {
+            QVERIFY(writeFile(journalPath, "someone else's"));
+            QCOMPARE(::chown(QFile::encodeName(journalPath).constData(), 65534, 65534), 0);
+        }
+        QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
         const QByteArray half = bytesOf(path);
-        QVERIFY(half != before);
-        writeJournal(path, before, torn);
+
+        // Checked and salvaged as the next open will read it: nothing of
+        // the interrupted change is kept.
+        CxFileCheck check(QByteArray(), KeyPlan::Signature);
+        QVERIFY(check.load(path) && check.run());
+        QCOMPARE(check.journalState() == CxJournal::Hot, journal == "whole");
+        CxSalvage salvage(QByteArray(), KeyPlan::Signature);
+        QVERIFY(salvage.load(path) && salvage.run());
+        QCOMPARE(salvage.records().count(5000) + salvage.records().count(1005), size_t(1));
+        QCOMPARE(salvage.records().count(5000) == 0, journal == "whole");
 
         CVault vault(path);
         vault.session().setReadOnly(readOnly);
         QCOMPARE(vault.session().probe(), CSession::Sound);
         QString error;
         QVERIFY2(vault.open(false, &error), qPrintable(error));
-        QVERIFY2(vault.session().journalReport().contains(report),
-                 qPrintable(vault.session().journalReport()));
+        const QString found = vault.session().journalReport();
+        QVERIFY2(found.contains(report), qPrintable(found));
         QCOMPARE(vault.records().count, count);
-        QCOMPARE(vault.session().file()->FindRecord(5000), torn);
+        CxFile* file = vault.session().file();
+        QCOMPARE(file->FindRecord(5000), journal != "whole");
+        // A change goes through only beside a journal path Vaultix may use.
+        QCOMPARE(file->AddRecord(6000, "next", 4), writable);
+        if (!writable && !readOnly)
+            QVERIFY2(QString::fromStdString(file->lastErrorText()).contains(journalPath), file->lastErrorText().c_str());
         vault.close();
-        QCOMPARE(bytesOf(path), rolledBack ? before : half);
-        QCOMPARE(QFile::exists(path + "-journal"), !rolledBack);
+        if (!writable)
+            QCOMPARE(bytesOf(path), rolledBack ? before : half);
+        QCOMPARE(bytesOf(victim), QByteArray("precious"));
+        QCOMPARE(QFileInfo::exists(journalPath) || QFileInfo(journalPath).isSymLink(), !writable && !rolledBack);
+        QCOMPARE(QDir(dir.path()).entryList({"Vaultix.Dat-journal.stale-*"}).size(),
+                 journal == "stale" || journal == "torn" ? 1 : 0);
+        // Opened for writing, the data file is kept from others' eyes.
+        QCOMPARE(bool(QFile::permissions(path) & QFile::ReadOther), readOnly);
     }
 
     // Undoing needs writing: a file that cannot be written is refused.

@@ -35,21 +35,16 @@ QByteArray DefaultSettings()
     return bytes;
 }
 
-// Writes the records in ascending key order; false on any failure.
+// Writes the records into a new file and checks what was written.
 bool WriteFile(const QString& out, const std::map<qint32, QByteArray>& records)
 {
-    CxFile file(KeyPlan::Signature);
-    if (file.Create(QFile::encodeName(out).constData(), BlockSize, 1, 0) != 0)
+    if (!CxSalvage::writeFile(out, KeyPlan::Signature, records, BlockSize, 1, 0))
         return false;
-    bool ok = true;
-    for (const auto& [key, bytes] : records)
-        ok = file.AddRecord(key, bytes.constData(), int32_t(bytes.size())) && ok;
-    file.Close();
-    QFile written(out);
-    if (!ok || !written.open(QIODevice::ReadOnly))
-        return false;
-    CxFileCheck check(written.readAll(), KeyPlan::Signature);
-    return check.run();
+    CxFileCheck check(QByteArray(), KeyPlan::Signature);
+    if (check.load(out) && check.run())
+        return true;
+    QFile::remove(out);
+    return false;
 }
 
 void Wipe(std::map<qint32, QByteArray>& records)
@@ -66,19 +61,18 @@ int SalvageFile(const QString& path, const QString& out)
         PrintError(QString("%1 already exists; salvage writes only a new file").arg(out));
         return ExitUsage;
     }
-    QFile input(path);
-    if (QFileInfo(path).isDir() || !input.open(QIODevice::ReadOnly)) {
+    if (QFileInfo(path).isDir()) {
         PrintError(QString("cannot read %1").arg(path));
         return ExitUsage;
     }
-    const QByteArray bytes = input.readAll();
-    if (input.error() != QFileDevice::NoError) {
-        PrintError(QString("cannot read %1: %2").arg(path, input.errorString()));
+    // As the reading commands show it: an interrupted change is left out
+    // whole, never kept in part.
+    CxSalvage salvage(QByteArray(), KeyPlan::Signature);
+    QString error;
+    if (!salvage.load(path, &error)) {
+        PrintError(QString("cannot read %1: %2").arg(path, error));
         return ExitUsage;
     }
-    input.close();
-
-    CxSalvage salvage(bytes, KeyPlan::Signature);
     if (!salvage.run()) {
         PrintError(QString("%1: %2; nothing can be recovered").arg(path, salvage.problem()));
         return ExitUsage;
@@ -103,12 +97,13 @@ int SalvageFile(const QString& path, const QString& out)
     const size_t count = records.size();
     Wipe(records);
     if (!written) {
-        QFile::remove(out);
         PrintError(QString("cannot write %1").arg(out));
         return ExitUsage;
     }
 
     Say(QString("Recovered %1 records from %2 into %3.").arg(count - size_t(defaults.size())).arg(path, out));
+    if (salvage.journalState() == CxJournal::Hot)
+        Say(QString("A change to %1 was interrupted; it was left out, as its journal undoes it.").arg(path));
     for (const QString& text : defaults)
         Say(QString("Lost, written with its default: %1.").arg(text));
     for (const CxSalvage::Lost& lost : salvage.lost())
@@ -117,8 +112,10 @@ int SalvageFile(const QString& path, const QString& out)
         Say(QString("Warning: %1; records after it may be missing.").arg(warning));
     if (!salvage.unlinked().isEmpty()) {
         QStringList keys;
-        for (qint32 key : salvage.unlinked())
+        for (qint32 key : salvage.unlinked().mid(0, 20))
             keys << QString::number(key);
+        if (salvage.unlinked().size() > 20)
+            keys << QString("and %1 more").arg(salvage.unlinked().size() - 20);
         Say(QString("Found only in index blocks the chain no longer reaches (check that they were not "
                     "deleted): %1.").arg(keys.join(QStringLiteral(", "))));
     }

@@ -143,16 +143,15 @@ int CheckFile(const QString& path)
         PrintError(Tool::tr("%1 is a folder.").arg(path));
         return ExitUsage;
     }
-    QFile file(path);
-    QByteArray bytes;
-    if (file.open(QIODevice::ReadOnly))
-        bytes = file.readAll();
-    if (!file.isOpen() || file.error() != QFileDevice::NoError) {
-        PrintError(Tool::tr("%1 cannot be read: %2.").arg(path, file.errorString()));
+    // As the next open will read it: an interrupted change undone.
+    CxFileCheck check(QByteArray(), KeyPlan::Signature);
+    QString error;
+    if (!check.load(path, &error)) {
+        PrintError(Tool::tr("%1 cannot be read: %2.").arg(path, error));
         return ExitUsage;
     }
-
-    CxFileCheck check(bytes, KeyPlan::Signature);
+    if (!check.journalReport().isEmpty())
+        PrintLine(check.journalReport());
     if (!check.run()) {
         for (const QString& problem : check.problems())
             PrintLine(problem);

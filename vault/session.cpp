@@ -44,7 +44,12 @@ QString CSession::journalText(int state, bool done) const
     case CxJournal::Torn:
         return tr("%1 is incomplete and was not used.").arg(journal);
     case CxJournal::Foreign:
-        return tr("%1 belongs to another file and was not used.").arg(journal);
+        return tr("%1 belongs to another file, or to other contents than the file holds, and was not used.")
+            .arg(journal);
+    case CxJournal::Unsafe:
+        return tr("%1 is a link, not a regular file, or another user's file: it was not used, and no change "
+                  "can be saved until it is removed.")
+            .arg(journal);
     default:
         return QString();
     }
@@ -68,31 +73,22 @@ CSession::Probe CSession::probe(QString* problem) const
         say(tr("%1 is a folder.").arg(m_path));
         return Unreadable;
     }
-    QFile file(m_path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        say(tr("%1 cannot be read: %2.").arg(m_path, file.errorString()));
-        return Unreadable;
-    }
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
-        say(tr("%1 cannot be read: %2.").arg(m_path, file.errorString()));
+    // The file is judged as it will read once an interrupted change has
+    // been rolled back; one too long to be ours is not even read.
+    const CxFileImage image = CxFileImage::read(m_path, KeyPlan::Signature);
+    if (image.status != CxFileImage::Read && image.status != CxFileImage::TooLarge) {
+        say(tr("%1 cannot be read: %2.").arg(m_path, image.error));
         return Unreadable;
     }
     m_journalReport.clear();
-    if (bytes.isEmpty())
+    if (image.status == CxFileImage::TooLarge) {
+        say(tr("%1 is not a Vaultix data file.").arg(m_path));
+        return Foreign;
+    }
+    if (image.size == 0)
         return Empty;
-
-    // The file is judged as it will read once an interrupted change has
-    // been rolled back.
-    CxJournal journal;
-    const QByteArray name = QFile::encodeName(m_path);
-    const CxJournal::State state = CxFile::InspectJournal(name.constData(), KeyPlan::Signature, &journal);
-    m_journalReport = journalText(state, false);
-    std::vector<unsigned char> image(bytes.begin(), bytes.end());
-    if (state == CxJournal::Hot)
-        journal.applyTo(image);
-    const QByteArray current(reinterpret_cast<const char*>(image.data()), qsizetype(image.size()));
-    std::fill(image.begin(), image.end(), 0);
+    m_journalReport = journalText(image.journal, false);
+    const QByteArray& current = image.bytes;
 
     CxFile engine(KeyPlan::Signature);
     const int code = engine.OpenReadOnly(QFile::encodeName(m_path).constData());
@@ -179,6 +175,9 @@ bool CSession::open(bool acceptDamaged, QString* error)
             return false;
         }
         m_journalReport = journalText(state, !m_readOnly);
+        if (!m_file->staleJournal().empty())
+            m_journalReport = tr("%1 It was moved to %2.")
+                                  .arg(m_journalReport, QFile::decodeName(m_file->staleJournal().c_str()));
         if (state == CxJournal::Hot && m_readOnly)
             m_journalReport = tr("A change to %1 was interrupted; it is shown as before that change.").arg(m_path);
         return true;
