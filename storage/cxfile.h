@@ -95,12 +95,6 @@ public:
         if (m_depth > 0)
             m_failed = true;
     }
-    // The errno behind the last failed file or journal call, 0 when unknown.
-    int lastError() const
-    {
-        const int journal = m_journalIo->lastError();
-        return journal != 0 ? journal : m_io->lastError();
-    }
     bool inTransaction() const { return m_depth > 0; }
 
     // Why the last commit failed: the errno of the failing call (ELOOP,

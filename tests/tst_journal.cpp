@@ -1,5 +1,3 @@
-#include "config/appglobals.h"
-#include "model/records.h"
 #include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
 #include "storage/cxjournal.h"

@@ -174,9 +174,15 @@ QString CVault::causeText() const
     case EDQUOT:
         return tr("The disk is full.");
     case EACCES:
-    case EPERM:
     case EROFS:
         return tr("The folder cannot be written.");
+    case ELOOP:
+    case EINVAL:
+    case EPERM:
+        // Only the journal's path is refused with these.
+        return tr("%1 is a link, not a regular file, or another user's file; no change can be saved until "
+                  "it is removed.")
+            .arg(dataFile() + QStringLiteral("-journal"));
     case 0:
         if (m_file && m_file->isReadOnly())
             return tr("The file is open for reading only.");
