@@ -17,7 +17,8 @@ class TestToolFaults : public QObject
 
     QTemporaryDir m_dir;
     const QString m_tool = QStringLiteral(VX_TEST_BINARY_DIR "/vaultix-tool");
-    QByteArray m_base; // a new default data file
+    QByteArray m_base;      // a new default data file
+    QByteArray m_protected; // with a password and a protected record
     QString m_csv;
 
     static QByteArray bytesOf(const QString& path)
@@ -27,14 +28,14 @@ class TestToolFaults : public QObject
     }
 
     // A folder of its own holding a copy of the default file.
-    QString freshFile()
+    QString freshFile(const QByteArray& bytes = QByteArray())
     {
         static int n = 0;
         const QString folder = m_dir.filePath(QString("run%1").arg(++n));
         QDir().mkpath(folder);
         QFile f(folder + "/Vaultix.Dat");
         f.open(QIODevice::WriteOnly);
-        f.write(m_base);
+        f.write(bytes.isEmpty() ? m_base : bytes);
         f.close();
         f.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
         return f.fileName();
@@ -43,6 +44,21 @@ class TestToolFaults : public QObject
     FaultRun import(const QString& file, int at = 0, int error = EIO)
     {
         return RunWithFault(m_tool, {"--file", file, "import", m_csv}, QByteArray(), QFileInfo(file).path(), at, error);
+    }
+
+    FaultRun passwd(const QString& file, int at = 0, int error = EIO)
+    {
+        return RunWithFault(m_tool, {"--file", file, "passwd"}, "old pw\nnew pw\nnew pw\n", QFileInfo(file).path(), at,
+                            error);
+    }
+
+    // The protected record's secret as the password reads it; empty when
+    // the password is refused.
+    QByteArray secret(const QString& file, const QByteArray& password)
+    {
+        const FaultRun r = RunWithFault(m_tool, {"--file", file, "list", "--password-stdin"}, password + '\n', QString());
+        return r.code == 0 && r.out.contains("\tBank\t") ? r.out.mid(r.out.indexOf("\tBank\t")).split('\n').first()
+                                                          : QByteArray();
     }
 
 private slots:
@@ -59,6 +75,16 @@ private slots:
         QCOMPARE(RunWithFault(m_tool, {"--file", made, "categories"}, QByteArray(), m_dir.filePath("base")).code, 0);
         m_base = bytesOf(made);
         QVERIFY(!m_base.isEmpty());
+
+        const QString guarded = freshFile();
+        QFile bank(m_dir.filePath("bank.csv"));
+        QVERIFY(bank.open(QIODevice::WriteOnly));
+        bank.write("Bank,My bank,ACCT-31415,PIN-2718\n");
+        bank.close();
+        QCOMPARE(RunWithFault(m_tool, {"--file", guarded, "import", bank.fileName()}, QByteArray(), QString()).code, 0);
+        QCOMPARE(RunWithFault(m_tool, {"--file", guarded, "passwd"}, "\nold pw\nold pw\n", QString()).code, 0);
+        m_protected = bytesOf(guarded);
+        QVERIFY(secret(guarded, "old pw").contains("ACCT-31415"));
     }
 
     void importFails_data()
@@ -96,6 +122,37 @@ private slots:
             QVERIFY2(imported, "the tool said the record was imported, but it is not in the file");
         else
             QVERIFY2(!imported && bytesOf(file) == m_base, "the import failed, but the file changed");
+    }
+
+    // A password change re-enciphers every protected record and stores the
+    // verifier in one change: whatever call fails, one of the two passwords
+    // reads everything, and the tool says which.
+    void passwdFails_data()
+    {
+        QTest::addColumn<int>("at");
+        QTest::addColumn<int>("error");
+        const FaultRun clean = passwd(freshFile(m_protected));
+        QCOMPARE(clean.code, 0);
+        QVERIFY2(clean.calls > 8, clean.log.constData());
+        for (int at = 1; at <= clean.calls; ++at)
+            QTest::addRow("%s at %d", at % 2 ? "EIO" : "ENOSPC", at) << at << (at % 2 ? EIO : ENOSPC);
+    }
+
+    void passwdFails()
+    {
+        QFETCH(int, at);
+        QFETCH(int, error);
+        const QString file = freshFile(m_protected);
+        const FaultRun r = passwd(file, at, error);
+        QVERIFY2(r.code == 0 || r.code == 1, r.err.constData());
+        QCOMPARE(r.out.contains("Password changed."), r.code == 0);
+        if (r.code == 0) {
+            QVERIFY(secret(file, "new pw").contains("ACCT-31415"));
+        } else {
+            QVERIFY2(r.err.contains(error == ENOSPC ? "The disk is full." : "Input/output error"), r.err.constData());
+            QVERIFY(secret(file, "old pw").contains("ACCT-31415"));
+            QCOMPARE(bytesOf(file), m_protected);
+        }
     }
 
     // A sparse file longer than any record file is refused before it is
