@@ -1,5 +1,4 @@
 #include "crypto/blowfish.h"
-#include "crypto/cipherkey.h"
 
 #include <QtTest>
 
@@ -88,24 +87,6 @@ private slots:
         QVERIFY(Same(Keyed("abc"), Keyed(QByteArray("abc").repeated(24))));   // cycles across words
         QVERIFY(Same(Keyed("zy", 0), Keyed("z"))); // a length of 0 or below reads key[0]
         QVERIFY(Same(Keyed("zy", -7), Keyed("z")));
-    }
-
-    // A key enciphers as the schedule of its bytes does; one that is not set
-    // (the data is locked) leaves the data alone; a moved key keeps working.
-    void cipherKey()
-    {
-        const QByteArray plain("protected text\0\0", 16);
-        const QByteArray bytes("P\xE4ssw\xF6rd");
-        CCipherKey key(bytes);
-        QByteArray buf = plain;
-        key.encrypt(buf.data(), 14);
-        QCOMPARE(buf, Encrypted(Keyed(bytes), plain));
-        const CCipherKey moved = std::move(key);
-        QVERIFY(!key.isSet());
-        key.decrypt(buf.data(), 14);
-        QCOMPARE(buf, Encrypted(Keyed(bytes), plain));
-        moved.decrypt(buf.data(), 14);
-        QCOMPARE(buf, plain);
     }
 };
 
