@@ -29,15 +29,6 @@ QStringList texts(const CRecord& r, const CCipherKey* key = nullptr)
     return out;
 }
 
-QStringList categoryNames(const CVault& vault, bool protectedOnly = false)
-{
-    QStringList names;
-    for (const CCategory* c = vault.categories().first(); c; c = CCategories::nextOf(c))
-        if (!protectedOnly || c->isProtected)
-            names << c->name;
-    return names;
-}
-
 } // namespace
 
 class TstRecords : public QObject
@@ -129,29 +120,25 @@ private slots:
         QCOMPARE(back.name + back.labels[5], QString(10, QLatin1Char('Q')));
     }
 
-    void newCategoryId_data()
-    {
-        QTest::addColumn<QList<int>>("ids");
-        QTest::addColumn<int>("expected");
-        QTest::newRow("empty") << QList<int>{} << 0;
-        QTest::newRow("defaults") << QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11} << 12;
-        QTest::newRow("5 deleted") << QList<int>{0, 1, 2, 3, 4, 6, 7, 8, 9, 10, 11} << 5;
-        QTest::newRow("no gap below lowest") << QList<int>{5, 3, 2} << 4;
-    }
+    // A new category takes the first free id above the lowest one.
     void newCategoryId()
     {
-        QFETCH(QList<int>, ids);
-        QFETCH(int, expected);
-        CCategories cats;
-        for (int id : ids) {
-            auto* c = new CCategory;
-            c->id = id;
-            c->name = QString::number(id);
-            QVERIFY(cats.InsertSeq(c, false));
+        const QList<QPair<QList<int>, int>> rows = {{{}, 0},
+                                                   {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, 12},
+                                                   {{0, 1, 2, 3, 4, 6, 7, 8, 9, 10, 11}, 5},
+                                                   {{5, 3, 2}, 4}};
+        for (const auto& [ids, expected] : rows) {
+            CCategories cats;
+            for (int id : ids) {
+                auto* c = new CCategory;
+                c->id = id;
+                c->name = QString::number(id);
+                QVERIFY(cats.InsertSeq(c, false));
+            }
+            std::unique_ptr<CCategory> c(cats.CreateNew());
+            QCOMPARE(c->id, expected);
+            QCOMPARE(cats.count, int(ids.size())); // not linked
         }
-        std::unique_ptr<CCategory> c(cats.CreateNew());
-        QCOMPARE(c->id, expected);
-        QCOMPARE(cats.count, int(ids.size())); // not linked
     }
 
     void defaultAndStoredCategories()
@@ -160,45 +147,54 @@ private slots:
         QVERIFY(t.open());
         const CCategories& cats = t.vault->categories();
         QCOMPARE(cats.count, 12);
-        QCOMPARE(categoryNames(*t.vault, true), QStringList({"Bank", "Combination lock", "Credit Card"}));
+        QStringList protectedOnes;
+        for (const CCategory* c = cats.first(); c; c = CCategories::nextOf(c))
+            if (c->isProtected)
+                protectedOnes << c->name;
+        QCOMPARE(protectedOnes, QStringList({"Bank", "Combination lock", "Credit Card"}));
         QCOMPARE(cats.find(QStringLiteral("eMAIL")), cats.GetCategory(3));
         QVERIFY(!cats.find(QStringLiteral("Bank account")));
         QCOMPARE(cats.GetCategory(500), cats.first()); // unknown id
 
+        // Categories written straight to the file.
+        const auto store = [](CVault& vault, int id, const QString& name) {
+            CCategory c;
+            c.id = id;
+            c.name = name;
+            char bytes[CCategory::StoredSize];
+            c.Encode(bytes);
+            return vault.session().file()->AddRecord(KeyPlan::CategoryKey(id), bytes, sizeof bytes);
+        };
         // A second "Bank" in the file: dropped on load, the first one read stays.
-        CCategory twin;
-        twin.id = 20;
-        twin.name = QStringLiteral("Bank");
-        char bytes[CCategory::StoredSize];
-        twin.Encode(bytes);
-        QVERIFY(t.vault->session().file()->AddRecord(KeyPlan::CategoryKey(20), bytes, sizeof bytes));
+        QVERIFY(store(*t.vault, 20, QStringLiteral("Bank")));
         QVERIFY(t.open());
         QCOMPARE(t.vault->categories().count, 12);
         QCOMPARE(t.vault->categories().find(QStringLiteral("bank"))->id, 0);
 
         // Category ids end below the record marker's key: once all are
-        // taken, new categories are refused and the records stay readable.
-        const int free = KeyPlan::MaxCategoryId + 1 - 12;
-        QVector<CVault::ImportRow> rows(free + 2);
-        for (int i = 0; i < rows.size(); ++i) {
-            rows[i].line = i + 1;
-            rows[i].category = QStringLiteral("c%1").arg(i);
-            rows[i].texts[0] = QStringLiteral("r%1").arg(i);
-        }
-        int added = 0;
-        QVector<CVault::ImportSkip> skipped;
-        QVERIFY(t.vault->importRows(rows, QString(), &added, &skipped).ok());
-        QCOMPARE(added, free);
-        QCOMPARE(skipped.size(), 2);
-        QCOMPARE(skipped[0].line, free + 1);
-        const QByteArray before = t.bytes();
+        // taken, new categories are refused and records stay readable.
+        TestVault full;
+        QVERIFY(full.open());
+        full.vault->session().file()->BeginTransaction();
+        for (int id = 12; id <= KeyPlan::MaxCategoryId; ++id)
+            QVERIFY(store(*full.vault, id, QStringLiteral("c%1").arg(id)));
+        QVERIFY(full.vault->session().file()->CommitTransaction());
+        QVERIFY(full.open());
+        QCOMPARE(full.vault->categories().count, KeyPlan::MaxCategoryId + 1);
+        const QByteArray before = full.bytes();
         CCategory more;
         more.name = QStringLiteral("More");
-        QVERIFY(!t.vault->addCategory(more).ok());
-        QCOMPARE(t.bytes(), before);
-        QVERIFY(t.open());
-        QCOMPARE(t.vault->categories().count, KeyPlan::MaxCategoryId + 1);
-        QCOMPARE(t.vault->records().count, added);
+        QVERIFY(!full.vault->addCategory(more).ok());
+        QCOMPARE(full.bytes(), before);
+        int added = 0;
+        QVector<CVault::ImportSkip> skipped;
+        QVERIFY(full.vault->importRows({{1, more.name, {}}, {2, QStringLiteral("Email"), {}}}, QString(), &added,
+                                       &skipped).ok());
+        QCOMPARE(added, 1);
+        QCOMPARE(skipped.size(), 1);
+        QCOMPARE(skipped[0].line, 1);
+        QVERIFY(full.open());
+        QCOMPARE(full.vault->records().count, 1);
     }
 };
 
