@@ -39,7 +39,7 @@ char utf16[128];
 std::size_t needleSize = 0;
 std::atomic<int> releasedCount{0};
 std::atomic<int> releasedWithSecret{0};
-bool tellWhere = true;
+bool tellWhere = false; // not for the controls
 
 // Watches the blocks released in its lifetime for `needle`.
 struct Watch
@@ -79,8 +79,6 @@ void released(bool withSecret)
         // Where it happened, for whoever has to find it; writes without allocating.
         void* frames[24];
         backtrace_symbols_fd(frames, backtrace(frames, 24), STDERR_FILENO);
-        static const char line[] = "--- released unwiped\n";
-        (void)!write(STDERR_FILENO, line, sizeof line - 1);
     }
 }
 
@@ -118,8 +116,8 @@ class TstWipe : public QObject
 
     // Sets the password, stores a protected record and reads it back,
     // changes the password twice, reopens and reads it, exports it as CSV
-    // and imports a line, then locks. Its inputs are literals, which are
-    // never released.
+    // and imports a line, then locks; holds the texts in a record that is
+    // not enciphered. Its inputs are literals, which are never released.
     static QVariantList vaultFlow(TestVault& t)
     {
         const QString texts[7] = {QStringLiteral("desc"), QStringLiteral("4711-0815-secret"), {}, {}, {}, {},
@@ -141,7 +139,11 @@ class TstWipe : public QObject
         out << QString::number(ImportCSVBytes(csv, *t.vault, &added).ok() && added == 1);
         out << t.vault->text(*static_cast<CRecord*>(t.vault->records().tail), 1);
         t.vault->lock();
-        return out;
+        CRecord plain;
+        plain.SetDataText(texts, nullptr);
+        QString read;
+        plain.GetDataText(1, read, nullptr);
+        return out << read;
     }
 
 private slots:
@@ -152,10 +154,6 @@ private slots:
         QTest::addColumn<bool>("leaks");
         QTest::addColumn<QVariantList>("products");
         // The watcher sees what it must.
-        QTest::newRow("control: QByteArray") << Flow([](TestVault&) {
-            QByteArray b(Field);
-            return QVariantList();
-        }) << QByteArray(Field) << true << QVariantList();
         QTest::newRow("control: QString") << Flow([](TestVault&) {
             QString s = QString::fromLatin1(Field);
             return QVariantList();
@@ -176,17 +174,9 @@ private slots:
 
         const QString f = QString::fromLatin1(Field);
         const QVariantList products{"1", f, "1", f,
-                                    "\"Bank\",\"desc\",\"" + QByteArray(Field) + "\",\"\",\"\",\"\",\"\",\"note\"\n", "1", f};
+                                    "\"Bank\",\"desc\",\"" + QByteArray(Field) + "\",\"\",\"\",\"\",\"\",\"note\"\n", "1", f, f};
         QTest::newRow("field") << Flow(vaultFlow) << QByteArray(Field) << false << products;
         QTest::newRow("password") << Flow(vaultFlow) << QByteArray(Pass) << false << products;
-        QTest::newRow("plain record") << Flow([](TestVault&) {
-            const QString texts[7] = {QStringLiteral("x"), QStringLiteral("4711-0815-secret")};
-            CRecord plain;
-            plain.SetDataText(texts, nullptr);
-            QString read;
-            plain.GetDataText(1, read, nullptr);
-            return QVariantList{read};
-        }) << QByteArray(Field) << false << QVariantList{f};
     }
 
     void secretNeverReleasedUnwiped()
