@@ -4,6 +4,8 @@
 #include "config/vxconfig.h"
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
+#include "csv/csvoutputfile.h"
+#include "csv/csvreader.h"
 #include "csv/dlgfileopen.h"
 #include "platform/messagebox.h"
 
@@ -76,12 +78,19 @@ bool CheckFileName(QString& name, bool import, QWidget* parent)
         CMessageBox::warning(parent, caption, tr("The file you have specified\nholds the Vaultix data."));
         return false;
     }
+    // No question about overwriting what will be refused anyway.
+    const QString refusal = CCsvOutputFile::refusal(name);
+    if (!refusal.isEmpty()) {
+        CMessageBox::warning(parent, caption, refusal);
+        return false;
+    }
     if (!CMessageBox::question(parent, caption,
                                tr("The file you have specified\nexists.\nWould you like to overwrite it ?"),
                                QMessageBox::Warning))
         return false;
-    QFile file(name);
-    if (info.isDir() || !file.open(QIODevice::ReadWrite | QIODevice::Truncate)) {
+    QFile file;
+    QString error;
+    if (!CCsvOutputFile::open(file, name, true, error)) {
         CMessageBox::warning(parent, caption, tr("The file you have specified,\ncan not be opened for writing."));
         return false;
     }
@@ -104,8 +113,12 @@ bool importFromCSV(QWidget* parent, CCategories* categories, CRecords* records)
     QString name;
     if (!ChooseFile(parent, true, name) || !CheckFileName(name, true, parent))
         return false;
-    const int count = DoTheImport(name, categories, records);
+    CCsvImportReport report;
+    const int count = DoTheImport(name, categories, records, &report);
     DisplayResults(true, count, parent);
+    // Nothing is left out without a word.
+    if (report.skipped() > 0)
+        CMessageBox::warning(parent, tr("Import"), report.text());
     return count > 0;
 }
 
@@ -120,6 +133,10 @@ void exportToCSV(QWidget* parent, CCategories* categories, CRecords* records)
     QString name;
     if (!ChooseFile(parent, false, name) || !CheckFileName(name, false, parent))
         return;
-    const int count = DoTheExport(name, categories, records);
-    DisplayResults(false, count, parent);
+    QString error;
+    const int count = DoTheExport(name, categories, records, &error);
+    if (!error.isEmpty())
+        CMessageBox::warning(parent, tr("Export"), error);
+    else
+        DisplayResults(false, count, parent);
 }

@@ -1,6 +1,7 @@
 #include "csv/csvexport.h"
 
 #include "csv/csvimport.h"
+#include "csv/csvoutputfile.h"
 #include "model/categories.h"
 #include "model/record.h"
 #include "model/records.h"
@@ -47,11 +48,15 @@ int ExportCSV(QIODevice& out, CCategories* categories, CRecords* records)
     return count;
 }
 
-int DoTheExport(QString& name, CCategories* categories, CRecords* records)
+int DoTheExport(QString& name, CCategories* categories, CRecords* records, QString* error)
 {
-    QFile file(name);
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate))
+    QFile file;
+    QString why;
+    if (!CCsvOutputFile::open(file, name, true, why)) {
+        if (error)
+            *error = why;
         return 0;
+    }
     const int count = ExportCSV(file, categories, records);
     file.close();
     return count;

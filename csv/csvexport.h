@@ -18,8 +18,9 @@ QByteArray ExportCSVLine(CCategories* categories, const CRecord* record);
 // Write errors are not looked at.
 int ExportCSV(QIODevice& out, CCategories* categories, CRecords* records);
 
-// Empties (or creates) the file `name` and writes every record to it;
-// returns the number written, 0 when the file cannot be opened.
-int DoTheExport(QString& name, CCategories* categories, CRecords* records);
+// Empties (or creates) the file `name`, readable by its owner only, and
+// writes every record to it; returns the number written, 0 when the file
+// cannot be opened or is refused (a link, say), with `error` then saying why.
+int DoTheExport(QString& name, CCategories* categories, CRecords* records, QString* error = nullptr);
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "config/appglobals.h"
 #include "config/vxconfig.h"
-#include "csv/csvfield.h"
+#include "csv/csvreader.h"
 #include "model/categories.h"
 #include "model/keyplan.h"
 #include "model/record.h"
@@ -13,44 +13,8 @@
 
 #include <QFile>
 #include <QSet>
-#include <QStringDecoder>
 
 namespace {
-
-// One '?' for every character above Latin-1, a surrogate pair included, so
-// that the limits below count what the record will hold.
-QString ToLatin1Range(const QString& text)
-{
-    QString out;
-    out.reserve(text.size());
-    const int n = int(text.size());
-    for (int i = 0; i < n; ++i) {
-        const QChar c = text[i];
-        if (c.unicode() <= 0xFF) {
-            out += c;
-            continue;
-        }
-        if (c.isHighSurrogate() && i + 1 < n && text[i + 1].isLowSurrogate())
-            ++i;
-        out += u'?';
-    }
-    return out;
-}
-
-// Where the next line starts; a line ends at LF, and a CR right before it
-// belongs to the line end (as a text stream reads it).
-int NextLine(const QString& text, int from, QString& line)
-{
-    int end = int(text.indexOf(u'\n', from));
-    const int next = end < 0 ? int(text.size()) : end + 1;
-    if (end < 0)
-        end = int(text.size());
-    int stop = end;
-    if (stop > from && text[stop - 1] == u'\r')
-        --stop;
-    line = text.mid(from, stop - from);
-    return next;
-}
 
 // The smallest unused record key from `from` on, as CRecord::WriteRecord
 // finds it from the record marker on; the cursor is left where its key-by-key
@@ -87,16 +51,7 @@ void WipeCSVText(QByteArray& bytes)
 
 QString DecodeCSV(const QByteArray& bytes)
 {
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = utf8.decode(bytes);
-    if (utf8.hasError()) {
-        WipeCSVText(text);
-        text = QString::fromLatin1(bytes);
-    } else {
-        if (text.startsWith(QChar(0xFEFF)))
-            text.remove(0, 1);
-        text = ToLatin1Range(text);
-    }
+    QString text = CCsvReader::decode(bytes);
     // Stored texts end at a NUL: a name cut there would no longer match
     // its category once loaded again.
     text.remove(QChar(0));
@@ -153,7 +108,8 @@ bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& c
     return true;
 }
 
-int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written)
+int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written,
+                   CCsvImportReport* report)
 {
     if (written)
         *written = true;
@@ -168,31 +124,36 @@ int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* r
     // or with all of them, and the syncs are paid once.
     CxTransaction transaction(_AppFile);
 
-    QString text = DecodeCSV(bytes);
+    // The reader names the lines that hold no text (NULs included) rather
+    // than letting them pass changed.
+    CCsvReader reader(CCsvReader::decode(bytes));
     const int limits[8] = {CsvLimits::Category, CsvLimits::Field, CsvLimits::Field, CsvLimits::Field,
                            CsvLimits::Field,    CsvLimits::Field, CsvLimits::Field, CsvLimits::Note};
     int count = 0;
     int32_t nextKey = KeyPlan::RecordMarker;
-    QString line;
-    QString v[8];
-    for (int at = 0; at < text.size();) {
-        at = NextLine(text, at, line);
-        if (line.isEmpty())
+    CCsvRow row;
+    while (reader.next(row)) {
+        QString* v = row.values;
+        if (row.skipped()) {
+            if (report)
+                report->skip(row.line, row.reason);
             continue;
-        int pos = 0;
-        for (int i = 0; i < 8; ++i) {
-            pos = GetNextCSVfield(line, pos, v[i]);
-            v[i].truncate(limits[i]);
         }
+        for (int i = 0; i < 8; ++i)
+            v[i].truncate(limits[i]);
         if (addNewImportedRecord(categories, records, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], &nextKey))
             ++count;
-        WipeCSVText(line);
-        for (QString& value : v)
-            WipeCSVText(value);
+        else if (report)
+            report->skip(row.line, categories->find(v[0])
+                                       ? QCoreApplication::translate("CSV", "The record could not be stored.")
+                                       : QCoreApplication::translate("CSV", "No category id is left for its category."));
     }
-    WipeCSVText(text);
-    if (transaction.commit())
+    row.wipe();
+    if (transaction.commit()) {
+        if (report)
+            report->setImported(count);
         return count;
+    }
 
     while (records->tail != lastRecord)
         records->Delete(records->tail);
@@ -207,14 +168,14 @@ int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* r
     return 0;
 }
 
-int DoTheImport(QString& name, CCategories* categories, CRecords* records)
+int DoTheImport(QString& name, CCategories* categories, CRecords* records, CCsvImportReport* report)
 {
     QFile file(name);
     if (!file.open(QIODevice::ReadOnly))
         return 0;
     QByteArray bytes = file.readAll();
     file.close();
-    const int count = ImportCSVBytes(bytes, categories, records, nullptr);
+    const int count = ImportCSVBytes(bytes, categories, records, nullptr, report);
     WipeCSVText(bytes);
     return count;
 }

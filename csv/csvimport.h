@@ -7,6 +7,7 @@
 #include <cstdint>
 
 class CCategories;
+class CCsvImportReport;
 class CRecords;
 
 // Limits of the imported values, in characters.
@@ -19,16 +20,20 @@ constexpr int Note = 256;
 // Reads the CSV file `name` and adds one record per non-empty line, with its
 // category found by name (ignoring case) or created. Returns the number of
 // records added; 0 when the file cannot be opened or the change not written.
-int DoTheImport(QString& name, CCategories* categories, CRecords* records);
+// A line that cannot be imported is passed to `report` (when given) with the
+// reason, and the count set there once the change is written.
+int DoTheImport(QString& name, CCategories* categories, CRecords* records, CCsvImportReport* report = nullptr);
 
 // The same on bytes already read. All the lines are one change on disk;
 // when it cannot be written, the collections are put back as they were, 0
 // is returned and `written` (when given) is set false.
-int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written = nullptr);
+int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written = nullptr,
+                   CCsvImportReport* report = nullptr);
 
 // A file that is valid UTF-8 is read as UTF-8 (a leading byte-order mark is
 // dropped), any other as Latin-1. Characters that Latin-1 cannot hold come
-// back as "?", one per character.
+// back as "?", one per character; NULs are dropped (the import itself
+// reports them instead).
 QString DecodeCSV(const QByteArray& bytes);
 
 // Clears bytes read from or written to a CSV file before they are dropped.

@@ -6,6 +6,8 @@
 #include "config/vxconfig.h"
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
+#include "csv/csvoutputfile.h"
+#include "csv/csvreader.h"
 #include "model/session.h"
 
 #include <QFile>
@@ -65,13 +67,19 @@ int ImportCSVFile(const QString& path, const QString& csv, bool passwordStdin)
         return result;
     }
     bool written = true;
-    const int count = ImportCSVBytes(bytes, session.categories(), session.records(), &written);
+    CCsvImportReport report;
+    const int count = ImportCSVBytes(bytes, session.categories(), session.records(), &written, &report);
     WipeCSVText(bytes);
     if (!written) {
         PrintError(QString("cannot write to %1; nothing was imported").arg(path));
         return ExitFailed;
     }
     Report(stdout, QString("%1 records imported").arg(count));
+    // The lines left out, and why, so that a script notices.
+    if (report.skipped() > 0) {
+        PrintError(report.text());
+        return ExitFailed;
+    }
     return ExitOk;
 }
 
@@ -86,6 +94,11 @@ int ExportCSVFile(const QString& path, const QString& csv, bool passwordStdin, b
         }
         if (SameFile(csv, path)) {
             PrintError(QString("%1 is the data file itself").arg(csv));
+            return ExitFailed;
+        }
+        const QString refusal = CCsvOutputFile::refusal(csv);
+        if (!refusal.isEmpty()) {
+            PrintError(refusal);
             return ExitFailed;
         }
         if ((info.exists() || info.isSymLink()) && !force) {
@@ -104,10 +117,10 @@ int ExportCSVFile(const QString& path, const QString& csv, bool passwordStdin, b
         PrintError(QString("no password given: protected texts are written as ******"));
 
     QFile out;
-    const bool opened = toStdout ? out.open(stdout, QIODevice::WriteOnly)
-                                 : (out.setFileName(csv), out.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    QString error;
+    const bool opened = toStdout ? out.open(stdout, QIODevice::WriteOnly) : CCsvOutputFile::open(out, csv, force, error);
     if (!opened) {
-        PrintError(QString("cannot write %1").arg(csv));
+        PrintError(error.isEmpty() ? QString("cannot write %1").arg(csv) : error);
         return ExitFailed;
     }
     const int count = ExportCSV(out, session.categories(), session.records());

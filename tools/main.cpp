@@ -1,6 +1,7 @@
 // vaultix-tool: checks, lists and maintains a Vaultix data file from the
 // command line. Parses the arguments and hands over to toolcommands.cpp.
 
+#include "crypto/coredumps.h"
 #include "tools/toolcommands.h"
 
 #include <QCoreApplication>
@@ -106,6 +107,8 @@ bool Parse(const QStringList& args, Arguments& out, QString& error)
 
 int main(int argc, char* argv[])
 {
+    // Before anything is deciphered: a crash must not write it to disk.
+    DisableCoreDumps();
     QCoreApplication app(argc, argv);
     Arguments args;
     QString error;

@@ -1,6 +1,7 @@
 // Vaultix: start-up and shut-down of the application.
 
 #include "config/appglobals.h"
+#include "crypto/coredumps.h"
 #include "model/session.h"
 #include "platform/global.h"
 #include "security/dlgpwdwarn.h"
@@ -14,6 +15,8 @@
 
 int main(int argc, char** argv)
 {
+    // Before anything is deciphered: a crash must not write it to disk.
+    DisableCoreDumps();
     CApplication app(argc, argv);
 
     // The record file and the settings: opened (or created) here, refused
