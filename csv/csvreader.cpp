@@ -23,7 +23,7 @@ bool IsBlank(QChar c)
 bool IsText(QChar c)
 {
     const char16_t u = c.unicode();
-    return (u >= 0x20 && u != 0x7F) || u == u'\t' || u == u'\n';
+    return (u >= 0x20 && u != 0x7F) || u == u'\t' || u == u'\n' || u == u'\r';
 }
 
 // The length of the line end at `pos` (LF, CR or CRLF), 0 when none.
@@ -158,7 +158,10 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
                 return s;
             }
             if (e) {
-                put(u'\n');
+                // Kept as written, so that what an export wrote reads back
+                // the same.
+                for (int i = 0; i < e; ++i)
+                    put(m_text[pos + i]);
                 ++s.lines;
                 pos += e - 1;
                 continue;

@@ -31,10 +31,10 @@ struct CCsvRow
 // passed over (they still count for the line numbers). Values are separated
 // by commas; leading blanks (space, tab) are dropped, trailing ones of an
 // unquoted value kept. In a quoted value a doubled quote is one quote, commas
-// are ordinary and a line break is part of the value (as one '\n', whatever
-// its kind); text after the closing quote starts the next value. A quote
-// that no later quote closes runs to the end of its own line only, so that
-// one stray quote cannot swallow the rest of the file.
+// are ordinary and a line break is part of the value, as written; text after
+// the closing quote starts the next value. A quote that no later quote
+// closes runs to the end of its own line only, so that one stray quote
+// cannot swallow the rest of the file.
 //
 // Text is every character but the C0 controls and DEL; tab and the line
 // breaks of quoted values excepted. A row whose first eight values hold any

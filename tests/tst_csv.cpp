@@ -5,6 +5,8 @@
 #include "csv/csvexport.h"
 #include "csv/csvfield.h"
 #include "csv/csvimport.h"
+#include "csv/csvoutputfile.h"
+#include "csv/csvreader.h"
 #include "model/appfile.h"
 #include "model/categories.h"
 #include "model/record.h"
@@ -19,6 +21,9 @@
 #include <QtTest>
 
 #include <memory>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -80,13 +85,13 @@ class TestCsv : public QObject
             m_session->close();
         m_session.reset();
     }
-    int import(const QByteArray& bytes)
+    int import(const QByteArray& bytes, CCsvImportReport* report = nullptr)
     {
         const QString path = m_dir.filePath("in.csv");
         if (!WriteFile(path, bytes))
             return -1;
         QString name = path;
-        return DoTheImport(name, cats(), recs());
+        return DoTheImport(name, cats(), recs(), report);
     }
     bool fileSound()
     {
@@ -304,36 +309,119 @@ private slots:
         QCOMPARE(Texts(static_cast<CRecord*>(recs()->tail)).mid(0, 3), (QStringList{"Main", "1234", "9999"}));
     }
 
-    // Whatever the bytes, the data file stays sound and readable.
+    // Whatever the bytes, the data file stays sound and readable, and every
+    // row is either imported or reported.
     void badInput_data()
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<int>("count");
-        QTest::newRow("empty") << QByteArray() << 0;
-        QTest::newRow("line ends only") << QByteArray("\n\r\n\n") << 0;
-        QTest::newRow("nul bytes") << QByteArray("a\0b,c\0\n\0\n", 9) << 1;
-        QTest::newRow("stray quotes") << QByteArray("\"\"\"\n\",\"\",\"\n\"") << 3;
-        QTest::newRow("long line") << QByteArray(3 << 20, ',') << 1;
+        QTest::addColumn<int>("skipped");
+        QTest::newRow("empty") << QByteArray() << 0 << 0;
+        QTest::newRow("line ends only") << QByteArray("\n\r\n\n") << 0 << 0;
+        QTest::newRow("lone CR line ends") << QByteArray("a,1\rb,2\rc,3\r") << 3 << 0;
+        QTest::newRow("quoted line break") << QByteArray("Web,\"one\nbreak\",x\n") << 1 << 0;
+        QTest::newRow("nul bytes") << QByteArray("a\0b,c\0\n\0\nok\n", 12) << 1 << 2;
+        QTest::newRow("stray quotes") << QByteArray("\"\"\"\n\",\"\",\"\n\"") << 1 << 0;
+        QTest::newRow("long line") << QByteArray(3 << 20, ',') << 1 << 0;
+        QByteArray many;
+        for (int i = 0; i < 1000; ++i)
+            many += "c" + QByteArray::number(i) + ",x\n";
+        QTest::newRow("no category id left") << many << -1 << -1;
         QByteArray noise;
         quint32 seed = 7;
         for (int i = 0; i < 20000; ++i) {
             seed = seed * 1103515245u + 12345u;
             noise += char(seed >> 24);
         }
-        QTest::newRow("noise") << noise << -1;
+        QTest::newRow("noise") << noise << -1 << -1;
     }
     void badInput()
     {
         QFETCH(QByteArray, bytes);
         QFETCH(int, count);
+        QFETCH(int, skipped);
         openFresh();
-        const int got = import(bytes);
+        CCsvImportReport report;
+        const int got = import(bytes, &report);
         if (count >= 0)
             QCOMPARE(got, count);
+        if (skipped >= 0)
+            QCOMPARE(report.skipped(), skipped);
+        // Every row the reader finds is accounted for.
+        int rows = 0;
+        CCsvReader reader(CCsvReader::decode(bytes));
+        for (CCsvRow row; reader.next(row);)
+            ++rows;
+        QCOMPARE(report.imported(), got);
+        QCOMPARE(report.imported() + report.skipped(), rows);
+        if (QByteArray(QTest::currentDataTag()) == "no category id left") {
+            QVERIFY(report.skipped() > 0);
+            QCOMPARE(report.listed().first().second, QString("No category id is left for its category."));
+        }
         QVERIFY(fileSound());
         const int held = recs()->count;
         reopen();
         QCOMPARE(recs()->count, held);
+    }
+
+    // Exports hold every secret in plain text: owner-only files, never
+    // written through a link or into a file that has other names.
+    void exportTarget_data()
+    {
+        QTest::addColumn<QString>("existing");
+        QTest::addColumn<bool>("overwrite");
+        QTest::addColumn<QString>("refused");
+        QTest::newRow("new") << "" << false << "";
+        QTest::newRow("file overwritten") << "file" << true << "";
+        QTest::newRow("file kept") << "file" << false << "exists already";
+        QTest::newRow("link") << "link" << false << "symbolic link";
+        QTest::newRow("link, overwrite") << "link" << true << "symbolic link";
+        QTest::newRow("dangling link, overwrite") << "dangling" << true << "symbolic link";
+        QTest::newRow("hard link, overwrite") << "hardlink" << true << "other names";
+        QTest::newRow("folder, overwrite") << "folder" << true << "is a folder";
+    }
+    void exportTarget()
+    {
+        QFETCH(QString, existing);
+        QFETCH(bool, overwrite);
+        QFETCH(QString, refused);
+        const QString dir = m_dir.filePath(QString("target-%1").arg(++m_n));
+        QVERIFY(QDir().mkpath(dir));
+        const QString path = dir + "/out.csv";
+        const QString victim = dir + "/victim";
+        QVERIFY(WriteFile(victim, "victim"));
+        if (existing == "file")
+            QVERIFY(WriteFile(path, "old") && ::chmod(QFile::encodeName(path), 0644) == 0);
+        else if (existing == "link")
+            QVERIFY(QFile::link(victim, path));
+        else if (existing == "dangling")
+            QVERIFY(QFile::link(dir + "/absent", path));
+        else if (existing == "hardlink")
+            QVERIFY(::link(QFile::encodeName(victim), QFile::encodeName(path)) == 0);
+        else if (existing == "folder")
+            QVERIFY(QDir().mkdir(path));
+
+        const mode_t umaskWas = ::umask(0);
+        QFile file;
+        QString error;
+        const bool opened = CCsvOutputFile::open(file, path, overwrite, error);
+        ::umask(umaskWas);
+        QCOMPARE(opened, refused.isEmpty());
+        QVERIFY2(error.contains(refused), qPrintable(error));
+        // Asked ahead, the same answer (but for what only open() can know).
+        if (existing != "file" || overwrite)
+            QCOMPARE(CCsvOutputFile::refusal(path), error);
+        if (opened) {
+            QVERIFY(file.write("new") == 3);
+            file.close();
+            struct stat st;
+            QVERIFY(::stat(QFile::encodeName(path), &st) == 0);
+            QCOMPARE(st.st_mode & 07777, mode_t(0600));
+        }
+        if (opened || existing == "file")
+            QCOMPARE(ReadFile(path), QByteArray(opened ? "new" : "old"));
+        QCOMPARE(ReadFile(victim), QByteArray("victim"));
+        QVERIFY(!QFile::exists(dir + "/absent"));
     }
 };
 

@@ -40,7 +40,7 @@ private slots:
         QTest::newRow("field rules") << QByteArray("  a ,\"b,\"\"c\"\"\"  ,\"d\"e,,\"f\n")
                                      << QStringList{"1:a |b,\"c\"|d|e||f"};
         QTest::newRow("quoted breaks, any kind") << QByteArray("Web,\"one\r\ntwo\rthree\",x\nnext")
-                                                 << QStringList{"1:Web|one\ntwo\nthree|x", "4:next"};
+                                                 << QStringList{"1:Web|one\r\ntwo\rthree|x", "4:next"};
         QTest::newRow("unclosed quote ends at its line") << QByteArray("a,\"open \"\"q\"\"\nb,c\n")
                                                          << QStringList{"1:a|open \"q\"", "2:b|c"};
         QTest::newRow("extra columns dropped, breaks and all")
