@@ -15,26 +15,25 @@ void WipeText(QString& text)
     text = QString();
 }
 
-bool IsBlank(QChar c)
+bool IsBlank(char16_t c)
 {
     return c == u' ' || c == u'\t';
 }
 
-bool IsText(QChar c)
+bool IsText(char16_t u)
 {
-    const char16_t u = c.unicode();
     return (u >= 0x20 && u != 0x7F) || u == u'\t' || u == u'\n' || u == u'\r';
 }
 
 // The length of the line end at `pos` (LF, CR or CRLF), 0 when none.
-int LineEnd(const QString& text, int pos)
+int LineEnd(const char16_t* text, int size, int pos)
 {
-    const QChar c = text[pos];
+    const char16_t c = text[pos];
     if (c == u'\n')
         return 1;
     if (c != u'\r')
         return 0;
-    return pos + 1 < text.size() && text[pos + 1] == u'\n' ? 2 : 1;
+    return pos + 1 < size && text[pos + 1] == u'\n' ? 2 : 1;
 }
 
 // One '?' for every character above Latin-1, a surrogate pair included; a
@@ -67,7 +66,12 @@ void CCsvRow::wipe()
     line = 0;
 }
 
-CCsvReader::CCsvReader(QString text) : m_text(std::move(text)) {}
+CCsvReader::CCsvReader(QString text)
+    : m_text(std::move(text))
+    , m_data(reinterpret_cast<const char16_t*>(m_text.constData()))
+    , m_size(int(m_text.size()))
+{
+}
 
 CCsvReader::~CCsvReader()
 {
@@ -89,19 +93,19 @@ QString CCsvReader::decode(const QByteArray& bytes)
 
 bool CCsvReader::closedFrom(int pos)
 {
-    const int n = int(m_text.size());
+    const int n = m_size;
     if (m_closes.empty()) {
-        m_closes.assign(size_t(n) + 2, false);
+        m_closes.assign(size_t(n) + 2, 0);
         for (int i = n - 1; i >= 0; --i) {
-            if (m_text[i] != u'"')
+            if (m_data[i] != u'"')
                 m_closes[i] = m_closes[i + 1];
-            else if (i + 1 < n && m_text[i + 1] == u'"')
+            else if (i + 1 < n && m_data[i + 1] == u'"')
                 m_closes[i] = m_closes[i + 2];
             else
-                m_closes[i] = true;
+                m_closes[i] = 1;
         }
     }
-    return m_closes[size_t(pos)];
+    return m_closes[size_t(pos)] != 0;
 }
 
 // Reads one value from `pos`; with `out` it is also written there (the
@@ -110,17 +114,17 @@ bool CCsvReader::closedFrom(int pos)
 CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
 {
     Scan s;
-    const int n = int(m_text.size());
-    auto put = [&](QChar c) {
+    const int n = m_size;
+    auto put = [&](char16_t c) {
         if (s.bad < 0 && !IsText(c))
-            s.bad = c.unicode();
+            s.bad = c;
         if (out)
-            out[s.length] = c;
+            out[s.length] = QChar(c);
         ++s.length;
     };
     // Ends the row at the line end found at `pos`, if any.
     auto endsLine = [&](int at) {
-        const int e = LineEnd(m_text, at);
+        const int e = LineEnd(m_data, n, at);
         if (e) {
             s.end = at + e;
             ++s.lines;
@@ -128,15 +132,15 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
         }
         return e != 0;
     };
-    while (pos < n && IsBlank(m_text[pos]))
+    while (pos < n && IsBlank(m_data[pos]))
         ++pos;
-    if (pos < n && m_text[pos] == u'"') {
+    if (pos < n && m_data[pos] == u'"') {
         ++pos;
         const bool closed = closedFrom(pos);
         for (; pos < n; ++pos) {
-            const QChar c = m_text[pos];
+            const char16_t c = m_data[pos];
             if (c == u'"') {
-                if (pos + 1 < n && m_text[pos + 1] == u'"') {
+                if (pos + 1 < n && m_data[pos + 1] == u'"') {
                     put(c);
                     ++pos;
                     continue;
@@ -144,15 +148,15 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
                 // Closed: only blanks may stand before the comma; anything
                 // else is where the next value begins.
                 ++pos;
-                while (pos < n && IsBlank(m_text[pos]))
+                while (pos < n && IsBlank(m_data[pos]))
                     ++pos;
                 if (pos < n && endsLine(pos))
                     return s;
                 s.rowEnds = pos >= n;
-                s.end = pos < n && m_text[pos] == u',' ? pos + 1 : pos;
+                s.end = pos < n && m_data[pos] == u',' ? pos + 1 : pos;
                 return s;
             }
-            const int e = LineEnd(m_text, pos);
+            const int e = LineEnd(m_data, n, pos);
             if (e && !closed) {
                 endsLine(pos);
                 return s;
@@ -161,7 +165,7 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
                 // Kept as written, so that what an export wrote reads back
                 // the same.
                 for (int i = 0; i < e; ++i)
-                    put(m_text[pos + i]);
+                    put(m_data[pos + i]);
                 ++s.lines;
                 pos += e - 1;
                 continue;
@@ -170,7 +174,7 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
         }
     } else {
         for (; pos < n; ++pos) {
-            const QChar c = m_text[pos];
+            const char16_t c = m_data[pos];
             if (c == u',') {
                 s.end = pos + 1;
                 return s;
@@ -188,9 +192,9 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
 bool CCsvReader::next(CCsvRow& row)
 {
     row.wipe();
-    const int n = int(m_text.size());
+    const int n = m_size;
     while (m_pos < n) {
-        const int e = LineEnd(m_text, m_pos);
+        const int e = LineEnd(m_data, n, m_pos);
         if (!e)
             break;
         m_pos += e;

@@ -74,11 +74,13 @@ private:
     bool closedFrom(int pos);
 
     QString m_text;
+    const char16_t* m_data; // m_text's characters, read without detaching
+    int m_size;
     int m_pos = 0;
     int m_line = 1;
     // For each position: whether a closing quote follows, read as inside
     // quotes. Built at the first quote, so each check is one look-up.
-    std::vector<bool> m_closes;
+    std::vector<char> m_closes;
 };
 
 // The summary an import shows: "N records imported." or "N records
