@@ -49,15 +49,6 @@ void WipeCSVText(QByteArray& bytes)
     bytes.clear();
 }
 
-QString DecodeCSV(const QByteArray& bytes)
-{
-    QString text = CCsvReader::decode(bytes);
-    // Stored texts end at a NUL: a name cut there would no longer match
-    // its category once loaded again.
-    text.remove(QChar(0));
-    return text;
-}
-
 bool addNewImportedRecord(CCategories* categories, CRecords* records, QString& category, QString& field1,
                           QString& field2, QString& field3, QString& field4, QString& field5,
                           QString& field6, QString& note, int32_t* nextKey)

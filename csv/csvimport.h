@@ -30,12 +30,6 @@ int DoTheImport(QString& name, CCategories* categories, CRecords* records, CCsvI
 int ImportCSVBytes(const QByteArray& bytes, CCategories* categories, CRecords* records, bool* written = nullptr,
                    CCsvImportReport* report = nullptr);
 
-// A file that is valid UTF-8 is read as UTF-8 (a leading byte-order mark is
-// dropped), any other as Latin-1. Characters that Latin-1 cannot hold come
-// back as "?", one per character; NULs are dropped (the import itself
-// reports them instead).
-QString DecodeCSV(const QByteArray& bytes);
-
 // Clears bytes read from or written to a CSV file before they are dropped.
 void WipeCSVText(QByteArray& bytes);
 void WipeCSVText(QString& text);

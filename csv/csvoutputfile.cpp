@@ -38,7 +38,8 @@ QString KindRefusal(const QString& path, const struct stat& st)
     // Another name would keep the secrets where this one no longer shows
     // them, or lose a file that was never meant to be replaced.
     if (st.st_nlink > 1)
-        return tr("%1 has other names (hard links). An export is only written to a file of its own.").arg(path);
+        return tr("%1 has other names (hard links). An export is only written to a file of its own.")
+            .arg(path);
     if (st.st_uid != geteuid())
         return tr("%1 belongs to another user.").arg(path);
     return QString();

@@ -67,9 +67,8 @@ void CCsvRow::wipe()
 }
 
 CCsvReader::CCsvReader(QString text)
-    : m_text(std::move(text))
-    , m_data(reinterpret_cast<const char16_t*>(m_text.constData()))
-    , m_size(int(m_text.size()))
+    : m_text(std::move(text)), m_data(reinterpret_cast<const char16_t*>(m_text.constData())),
+      m_size(int(m_text.size()))
 {
 }
 

@@ -64,10 +64,10 @@ public:
 private:
     struct Scan
     {
-        int end = 0;       // where the next value or row starts
-        int lines = 0;     // line ends crossed
-        int length = 0;    // characters of the value
-        int bad = -1;      // the first character that is not text
+        int end = 0;    // where the next value or row starts
+        int lines = 0;  // line ends crossed
+        int length = 0; // characters of the value
+        int bad = -1;   // the first character that is not text
         bool rowEnds = false;
     };
     Scan scanValue(int pos, QChar* out);

@@ -24,7 +24,7 @@ class TestCsvReader : public QObject
 {
     Q_OBJECT
 
-private slots:
+  private slots:
     void rows_data()
     {
         QTest::addColumn<QByteArray>("bytes");
@@ -34,29 +34,30 @@ private slots:
         QTest::newRow("LF") << QByteArray("a,b\nc\n") << abc;
         QTest::newRow("CRLF") << QByteArray("a,b\r\nc\r\n") << abc;
         QTest::newRow("lone CR") << QByteArray("a,b\rc\r") << abc;
-        QTest::newRow("mixed, empty lines counted") << QByteArray("\n\ra\r\n\rb\n\nc")
-                                                    << QStringList{"3:a", "5:b", "7:c"};
+        QTest::newRow("mixed, empty lines counted")
+            << QByteArray("\n\ra\r\n\rb\n\nc") << QStringList{"3:a", "5:b", "7:c"};
         QTest::newRow("blanks make a row") << QByteArray("  \t\n") << QStringList{"1:"};
-        QTest::newRow("field rules") << QByteArray("  a ,\"b,\"\"c\"\"\"  ,\"d\"e,,\"f\n")
-                                     << QStringList{"1:a |b,\"c\"|d|e||f"};
+        QTest::newRow("field rules") << QByteArray("  a ,\"b,\"\"c\"\"\"  ,\" d \"e,x\"y\tz,,\"f\n")
+                                     << QStringList{"1:a |b,\"c\"| d |e|x\"y\tz||f"};
         QTest::newRow("quoted breaks, any kind") << QByteArray("Web,\"one\r\ntwo\rthree\",x\nnext")
                                                  << QStringList{"1:Web|one\r\ntwo\rthree|x", "4:next"};
-        QTest::newRow("unclosed quote ends at its line") << QByteArray("a,\"open \"\"q\"\"\nb,c\n")
-                                                         << QStringList{"1:a|open \"q\"", "2:b|c"};
+        QTest::newRow("unclosed quote ends at its line")
+            << QByteArray("a,\"open \"\"q\"\"\nb,c\n") << QStringList{"1:a|open \"q\"", "2:b|c"};
         QTest::newRow("extra columns dropped, breaks and all")
             << QByteArray("1,2,3,4,5,6,7,8,9,\"x\ny\",\x01\nz") << QStringList{"1:1|2|3|4|5|6|7|8", "3:z"};
-        QTest::newRow("tab is text") << QByteArray("\ta\tb") << QStringList{"1:a\tb"};
-        QTest::newRow("NUL")
-            << QByteArray("a\0b,c\nd", 7)
-            << QStringList{"1 skipped: Column 1 holds a character that is not text (U+0000).", "2:d"};
+        QTest::newRow("NUL, DEL") << QByteArray("a\0b,c\nd\n,x\x7fy", 13)
+                                  << QStringList{
+                                         "1 skipped: Column 1 holds a character that is not text (U+0000).",
+                                         "2:d",
+                                         "3 skipped: Column 2 holds a character that is not text (U+007F)."};
         QTest::newRow("control in the note, after a break")
             << QByteArray("a,\"b\nc\",,,,,,\x1b\nd")
             << QStringList{"1 skipped: Column 8 holds a character that is not text (U+001B).", "3:d"};
-        QTest::newRow("DEL") << QByteArray("x\x7fy")
-                             << QStringList{"1 skipped: Column 1 holds a character that is not text (U+007F)."};
-        QTest::newRow("UTF-8, mark dropped") << QByteArray("\xEF\xBB\xBF" "Caf\xC3\xA9,\xE2\x82\xAC\xF0\x9F\x98\x80")
+        QTest::newRow("UTF-8, mark dropped") << QByteArray("\xEF\xBB\xBF"
+                                                           "Caf\xC3\xA9,\xE2\x82\xAC\xF0\x9F\x98\x80")
                                              << QStringList{QString::fromUtf8("1:Caf\u00e9|??")};
-        QTest::newRow("Latin-1") << QByteArray("Caf\xE9,\x80") << QStringList{QString::fromUtf8("1:Caf\u00e9|\u0080")};
+        QTest::newRow("Latin-1") << QByteArray("Caf\xE9,\x80")
+                                 << QStringList{QString::fromUtf8("1:Caf\u00e9|\u0080")};
     }
     void rows()
     {
