@@ -249,7 +249,7 @@ QString CCsvImportReport::text() const
         return tr("%1 records imported.").arg(m_imported);
     QString text = tr("%1 records imported, %2 lines skipped.").arg(m_imported).arg(m_skipped);
     for (const auto& [line, reason] : m_listed)
-        text += u'\n' + tr("Line %1: %2").arg(line).arg(reason);
+        text += u'\n' + tr("Line %1: %2").arg(QString::number(line), reason);
     if (m_skipped > m_listed.size())
         text += u'\n' + tr("%1 more skipped lines are not listed.").arg(m_skipped - m_listed.size());
     return text;
