@@ -1,6 +1,7 @@
 #include "csv/csvexport.h"
 
 #include "csv/csvimport.h"
+#include "csv/csvoutputfile.h"
 #include "vault/vault.h"
 
 #include <QCoreApplication>
@@ -58,10 +59,11 @@ CVaultResult DoTheExport(const QString& name, const CVault& vault, int* count)
 {
     if (count)
         *count = 0;
-    QFile file(name);
-    if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate))
-        return CVaultResult::failure(QCoreApplication::translate("CsvExport", "%1 cannot be written: %2.")
-                                         .arg(name, file.errorString()));
+    // Every secret goes into it in plain: owner-only, never through a link.
+    QFile file;
+    QString why;
+    if (!CCsvOutputFile::open(file, name, true, why))
+        return CVaultResult::failure(why);
     const int written = ExportCSV(file, vault);
     const bool flushed = file.flush();
     if (written < 0 || !flushed)

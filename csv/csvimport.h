@@ -19,19 +19,15 @@ constexpr int Note = 256;
 
 // Reads the CSV file `name` and adds one record per non-empty line, with its
 // category found by name (ignoring case) or created; all lines are one
-// change. `added` gets the number of records added, `skipped` the lines
-// that could not be (with the reason).
+// change. `added` gets the number of records added, `skipped` every line
+// that could not be, with the reason, in line order: nothing is dropped
+// silently.
 CVaultResult DoTheImport(const QString& name, CVault& vault, int* added,
                          QVector<CVault::ImportSkip>* skipped = nullptr);
 
 // The same on bytes already read.
 CVaultResult ImportCSVBytes(const QByteArray& bytes, CVault& vault, int* added,
                             QVector<CVault::ImportSkip>* skipped = nullptr);
-
-// A file that is valid UTF-8 is read as UTF-8 (a leading byte-order mark is
-// dropped), any other as Latin-1. Characters that Latin-1 cannot hold come
-// back as "?", one per character.
-QString DecodeCSV(const QByteArray& bytes);
 
 // Clears bytes read from or written to a CSV file before they are dropped.
 void WipeCSVText(QByteArray& bytes);

@@ -4,6 +4,8 @@
 
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
+#include "csv/csvoutputfile.h"
+#include "csv/csvreader.h"
 #include "vault/vault.h"
 
 #include <QFile>
@@ -59,9 +61,17 @@ int ImportCSVFile(const QString& path, const QString& csv, bool passwordStdin)
         PrintError(done.error());
         return ExitFailed;
     }
-    for (const CVault::ImportSkip& skip : skipped)
-        PrintError(Tool::tr("Line %1 was not imported: %2.").arg(skip.line).arg(skip.reason));
+    // Every line is accounted for: those left out, and why, on standard
+    // error, and a failure exit so that a script notices.
     PrintTo(stdout, Tool::tr("%1 records imported").arg(added));
+    if (!skipped.isEmpty()) {
+        CCsvImportReport report;
+        report.setImported(added);
+        for (const CVault::ImportSkip& skip : skipped)
+            report.skip(skip.line, skip.reason);
+        PrintError(report.text());
+        return ExitFailed;
+    }
     return ExitOk;
 }
 
@@ -76,6 +86,11 @@ int ExportCSVFile(const QString& path, const QString& csv, bool passwordStdin, b
         }
         if (SameFile(csv, path)) {
             PrintError(Tool::tr("%1 is the data file itself.").arg(csv));
+            return ExitFailed;
+        }
+        const QString refusal = CCsvOutputFile::refusal(csv);
+        if (!refusal.isEmpty()) {
+            PrintError(refusal);
             return ExitFailed;
         }
         if ((info.exists() || info.isSymLink()) && !force) {
@@ -94,19 +109,18 @@ int ExportCSVFile(const QString& path, const QString& csv, bool passwordStdin, b
         PrintError(Tool::tr("No password was given: protected texts are written as ******."));
 
     int count = 0;
-    if (toStdout) {
-        QFile out;
-        count = out.open(stdout, QIODevice::WriteOnly) ? ExportCSV(out, vault) : -1;
-        if (count < 0 || !out.flush()) {
-            PrintError(Tool::tr("The records could not be written to standard output."));
-            return ExitFailed;
-        }
-    } else {
-        const CVaultResult done = DoTheExport(csv, vault, &count);
-        if (!done.ok()) {
-            PrintError(done.error());
-            return ExitFailed;
-        }
+    QFile out;
+    QString error;
+    const bool opened = toStdout ? out.open(stdout, QIODevice::WriteOnly) : CCsvOutputFile::open(out, csv, force, error);
+    if (!opened) {
+        PrintError(error.isEmpty() ? Tool::tr("%1 cannot be written.").arg(csv) : error);
+        return ExitFailed;
+    }
+    count = ExportCSV(out, vault);
+    if (count < 0 || !out.flush()) {
+        PrintError(toStdout ? Tool::tr("The records could not be written to standard output.")
+                            : Tool::tr("%1 could not be written whole.").arg(csv));
+        return ExitFailed;
     }
     // The count must not mix with the records on standard output.
     PrintTo(toStdout ? stderr : stdout, Tool::tr("%1 records exported").arg(count));

@@ -2,6 +2,8 @@
 
 #include "csv/csvexport.h"
 #include "csv/csvimport.h"
+#include "csv/csvoutputfile.h"
+#include "csv/csvreader.h"
 #include "ui/dlgfileopen.h"
 #include "platform/messagebox.h"
 #include "ui/shell.h"
@@ -71,12 +73,19 @@ bool CheckFileName(QString& name, bool import, QWidget* parent, const QString& d
         CMessageBox::warning(parent, caption, tr("The file you have specified\nholds the Vaultix data."));
         return false;
     }
+    // No question about overwriting what will be refused anyway.
+    const QString refusal = CCsvOutputFile::refusal(name);
+    if (!refusal.isEmpty()) {
+        CMessageBox::warning(parent, caption, refusal);
+        return false;
+    }
     if (!CMessageBox::question(parent, caption,
                                tr("The file you have specified\nexists.\nWould you like to overwrite it ?"),
                                QMessageBox::Warning))
         return false;
-    QFile file(name);
-    if (info.isDir() || !file.open(QIODevice::ReadWrite | QIODevice::Truncate)) {
+    QFile file;
+    QString error;
+    if (!CCsvOutputFile::open(file, name, true, error)) {
         CMessageBox::warning(parent, caption, tr("The file you have specified,\ncan not be opened for writing."));
         return false;
     }
@@ -109,15 +118,12 @@ bool importFromCSV(CVault& vault, QWidget* parent)
     if (skipped.isEmpty()) {
         DisplayResults(true, count, parent);
     } else {
-        // Every line is accounted for: the first few skipped ones and why.
-        QStringList lines;
-        for (int i = 0; i < skipped.size() && i < 3; ++i)
-            lines << tr("Line %1: %2.").arg(skipped[i].line).arg(skipped[i].reason);
-        CMessageBox::warning(parent, Caption(true),
-                             tr("%1 records imported,\n%2 lines skipped.\n%3")
-                                 .arg(count)
-                                 .arg(skipped.size())
-                                 .arg(lines.join(QLatin1Char('\n'))));
+        // Nothing is left out without a word: the first skipped lines and why.
+        CCsvImportReport report;
+        report.setImported(count);
+        for (const CVault::ImportSkip& skip : skipped)
+            report.skip(skip.line, skip.reason);
+        CMessageBox::warning(parent, Caption(true), report.text());
     }
     return count > 0;
 }

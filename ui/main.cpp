@@ -1,5 +1,6 @@
 // Vaultix: start-up and shut-down of the application.
 
+#include "crypto/coredumps.h"
 #include "platform/global.h"
 #include "ui/application.h"
 #include "ui/dlgpwdwarn.h"
@@ -10,6 +11,8 @@
 
 int main(int argc, char** argv)
 {
+    // Before anything is deciphered: a crash must not write it to disk.
+    DisableCoreDumps();
     CApplication app(argc, argv);
 
     // The data file: opened (or created) here, refused with a message when

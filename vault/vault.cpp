@@ -523,7 +523,7 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
                 category = m_categories.CreateNew();
                 if (category->id < 0 || category->id > KeyPlan::MaxCategoryId) {
                     delete category;
-                    skips.append({row.line, tr("no category id is left for \"%1\"").arg(row.category)});
+                    skips.append({row.line, tr("No category id is left for the category \"%1\".").arg(row.category)});
                     continue;
                 }
                 category->name = row.category;
@@ -540,7 +540,7 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
             }
             const bool protect = category->isProtected && passwordSet;
             if (protect && m_locked) {
-                skips.append({row.line, tr("its category is protected and the data is locked")});
+                skips.append({row.line, tr("Its category is protected and the data is locked.")});
                 continue;
             }
             auto* record = new CRecord;

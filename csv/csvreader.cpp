@@ -1,0 +1,256 @@
+#include "csv/csvreader.h"
+
+#include "crypto/wipe.h"
+
+#include <QStringDecoder>
+
+#include <algorithm>
+
+namespace {
+
+void WipeText(QString& text)
+{
+    if (!text.isEmpty() && text.isDetached())
+        WipeBytes(text.data(), size_t(text.size()) * sizeof(QChar));
+    text = QString();
+}
+
+bool IsBlank(char16_t c)
+{
+    return c == u' ' || c == u'\t';
+}
+
+bool IsText(char16_t u)
+{
+    return (u >= 0x20 && u != 0x7F) || u == u'\t' || u == u'\n' || u == u'\r';
+}
+
+// The length of the line end at `pos` (LF, CR or CRLF), 0 when none.
+int LineEnd(const char16_t* text, int size, int pos)
+{
+    const char16_t c = text[pos];
+    if (c == u'\n')
+        return 1;
+    if (c != u'\r')
+        return 0;
+    return pos + 1 < size && text[pos + 1] == u'\n' ? 2 : 1;
+}
+
+// One '?' for every character above Latin-1, a surrogate pair included; a
+// leading byte-order mark dropped.
+QString ToLatin1Range(const QString& text)
+{
+    QString out;
+    out.reserve(text.size());
+    const int n = int(text.size());
+    for (int i = text.startsWith(QChar(0xFEFF)) ? 1 : 0; i < n; ++i) {
+        const QChar c = text[i];
+        if (c.unicode() <= 0xFF) {
+            out += c;
+            continue;
+        }
+        if (c.isHighSurrogate() && i + 1 < n && text[i + 1].isLowSurrogate())
+            ++i;
+        out += u'?';
+    }
+    return out;
+}
+
+} // namespace
+
+void CCsvRow::wipe()
+{
+    for (QString& value : values)
+        WipeText(value);
+    reason.clear();
+    line = 0;
+}
+
+CCsvReader::CCsvReader(QString text)
+    : m_text(std::move(text)), m_data(reinterpret_cast<const char16_t*>(m_text.constData())),
+      m_size(int(m_text.size()))
+{
+}
+
+CCsvReader::~CCsvReader()
+{
+    WipeText(m_text);
+}
+
+QString CCsvReader::decode(const QByteArray& bytes)
+{
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = utf8.decode(bytes);
+    if (utf8.hasError()) {
+        WipeText(text);
+        return QString::fromLatin1(bytes);
+    }
+    QString out = ToLatin1Range(text);
+    WipeText(text);
+    return out;
+}
+
+bool CCsvReader::closedFrom(int pos)
+{
+    const int n = m_size;
+    if (m_closes.empty()) {
+        m_closes.assign(size_t(n) + 2, 0);
+        for (int i = n - 1; i >= 0; --i) {
+            if (m_data[i] != u'"')
+                m_closes[i] = m_closes[i + 1];
+            else if (i + 1 < n && m_data[i + 1] == u'"')
+                m_closes[i] = m_closes[i + 2];
+            else
+                m_closes[i] = 1;
+        }
+    }
+    return m_closes[size_t(pos)] != 0;
+}
+
+// Reads one value from `pos`; with `out` it is also written there (the
+// caller sized it from a first pass without). Nothing moves until the
+// caller takes `end`.
+CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
+{
+    Scan s;
+    const int n = m_size;
+    auto put = [&](char16_t c) {
+        if (s.bad < 0 && !IsText(c))
+            s.bad = c;
+        if (out)
+            out[s.length] = QChar(c);
+        ++s.length;
+    };
+    // Ends the row at the line end found at `pos`, if any.
+    auto endsLine = [&](int at) {
+        const int e = LineEnd(m_data, n, at);
+        if (e) {
+            s.end = at + e;
+            ++s.lines;
+            s.rowEnds = true;
+        }
+        return e != 0;
+    };
+    while (pos < n && IsBlank(m_data[pos]))
+        ++pos;
+    if (pos < n && m_data[pos] == u'"') {
+        ++pos;
+        const bool closed = closedFrom(pos);
+        for (; pos < n; ++pos) {
+            const char16_t c = m_data[pos];
+            if (c == u'"') {
+                if (pos + 1 < n && m_data[pos + 1] == u'"') {
+                    put(c);
+                    ++pos;
+                    continue;
+                }
+                // Closed: only blanks may stand before the comma; anything
+                // else is where the next value begins.
+                ++pos;
+                while (pos < n && IsBlank(m_data[pos]))
+                    ++pos;
+                if (pos < n && endsLine(pos))
+                    return s;
+                s.rowEnds = pos >= n;
+                s.end = pos < n && m_data[pos] == u',' ? pos + 1 : pos;
+                return s;
+            }
+            const int e = LineEnd(m_data, n, pos);
+            if (e && !closed) {
+                endsLine(pos);
+                return s;
+            }
+            if (e) {
+                // Kept as written, so that what an export wrote reads back
+                // the same.
+                for (int i = 0; i < e; ++i)
+                    put(m_data[pos + i]);
+                ++s.lines;
+                pos += e - 1;
+                continue;
+            }
+            put(c);
+        }
+    } else {
+        for (; pos < n; ++pos) {
+            const char16_t c = m_data[pos];
+            if (c == u',') {
+                s.end = pos + 1;
+                return s;
+            }
+            if (endsLine(pos))
+                return s;
+            put(c);
+        }
+    }
+    s.end = n;
+    s.rowEnds = true;
+    return s;
+}
+
+bool CCsvReader::next(CCsvRow& row)
+{
+    row.wipe();
+    const int n = m_size;
+    while (m_pos < n) {
+        const int e = LineEnd(m_data, n, m_pos);
+        if (!e)
+            break;
+        m_pos += e;
+        ++m_line;
+    }
+    if (m_pos >= n)
+        return false;
+    row.line = m_line;
+
+    int badColumn = -1;
+    int badChar = 0;
+    bool rowEnds = false;
+    for (int i = 0; !rowEnds; ++i) {
+        const bool kept = i < CCsvRow::ValueCount && badColumn < 0;
+        const Scan s = scanValue(m_pos, nullptr);
+        if (kept && s.bad >= 0) {
+            badColumn = i;
+            badChar = s.bad;
+        } else if (kept && s.length > 0) {
+            QString& value = row.values[i];
+            value.resize(s.length);
+            scanValue(m_pos, value.data());
+        }
+        m_pos = s.end;
+        m_line += s.lines;
+        rowEnds = s.rowEnds;
+    }
+    if (badColumn >= 0) {
+        for (QString& value : row.values)
+            WipeText(value);
+        row.reason = tr("Column %1 holds a character that is not text (U+%2).")
+                         .arg(badColumn + 1)
+                         .arg(QString::number(badChar, 16).toUpper().rightJustified(4, u'0'));
+    }
+    return true;
+}
+
+void CCsvImportReport::skip(int line, const QString& reason)
+{
+    ++m_skipped;
+    const auto at = std::upper_bound(m_listed.begin(), m_listed.end(), line,
+                                     [](int l, const QPair<int, QString>& e) { return l < e.first; });
+    if (at - m_listed.begin() >= ListedLines)
+        return;
+    m_listed.insert(at, qMakePair(line, reason));
+    if (m_listed.size() > ListedLines)
+        m_listed.removeLast();
+}
+
+QString CCsvImportReport::text() const
+{
+    if (m_skipped == 0)
+        return tr("%1 records imported.").arg(m_imported);
+    QString text = tr("%1 records imported, %2 lines skipped.").arg(m_imported).arg(m_skipped);
+    for (const auto& [line, reason] : m_listed)
+        text += u'\n' + tr("Line %1: %2").arg(QString::number(line), reason);
+    if (m_skipped > m_listed.size())
+        text += u'\n' + tr("%1 more skipped lines are not listed.").arg(m_skipped - m_listed.size());
+    return text;
+}
