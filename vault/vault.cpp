@@ -89,8 +89,10 @@ void CVault::readCollections()
 {
     m_records.DeleteAll();
     m_categories.DeleteAll();
+    // The icon list comes from the installed pictures, not the file: kept.
     const QStringList icons = m_settings.iconNames;
-    m_settings = CvxConfig();
+    m_settings.Decode(nullptr, 0);
+    m_settings.iconNames = icons;
     QByteArray buffer;
     if (m_file->FindRecord(KeyPlan::Settings) && ReadCurrentRecord(*m_file, buffer))
         m_settings.Decode(buffer.constData(), int(buffer.size()));
