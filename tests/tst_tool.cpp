@@ -142,8 +142,8 @@ private slots:
         auto row = [](const char* tag, const QStringList& args, int code, const QString& shown) {
             QTest::newRow(tag) << args << code << "Usage: vaultix-tool [--file PATH] " + shown;
         };
-        for (const char* command : {"check", "keys", "list", "show", "categories", "passwd", "salvage", "import",
-                                    "export"}) {
+        for (const char* command : {"check", "keys", "list", "find", "show", "categories", "passwd", "salvage",
+                                    "import", "export"}) {
             QTest::addRow("help %s", command) << QStringList{"help", command} << 0
                                               << QString("Usage: vaultix-tool [--file PATH] %1").arg(command);
             QTest::addRow("%s --help", command) << QStringList{command, "--help"} << 0
@@ -160,6 +160,9 @@ private slots:
         row("empty category", {"list", "--category="}, 2, "list ");
         row("no key", {"show"}, 2, "show ");
         row("two keys", {"show", "1", "2"}, 2, "show ");
+        row("field 7", {"show", "1", "--field", "7"}, 2, "show ");
+        row("field of list", {"list", "--field", "1"}, 2, "list ");
+        row("find nothing", {"find"}, 2, "find ");
         row("argument", {"check", "x"}, 2, "check\n");
         row("--file twice", {"--file", "a", "keys", "--file", "b"}, 2, "keys\n");
     }
@@ -213,6 +216,7 @@ private slots:
         row("unknown key", "sound", {"show", "4242"}, {}, 2);
         row("wrong password", "password", unlock, "wrong\n", 1, "The password is incorrect.");
         row("right password", "password", unlock, "secret\n", 0);
+        row("protected field, locked", "password", {"show", "1001", "--field", "2"}, {}, 1, "protected");
         row("wrong old password", "password", {"passwd"}, "wrong\nnew\nnew\n", 1,
             "The old password you entered is incorrect.");
         row("passwords differ", "sound", {"passwd"}, "\na\nb\n", 1, "The new passwords you entered do not match.");
@@ -392,6 +396,11 @@ private slots:
         QCOMPARE(tool({"list"}).out, bank + "1002\tEmail\tMail\tme\tpw\n1003\t-- CORRUPT RECORD --\tOrphan\tx\t\n");
         QCOMPARE(tool({"list", "--category", "EMAIL"}).out, QString("1002\tEmail\tMail\tme\tpw\n"));
         QCOMPARE(tool({"show", "1001"}).out, shown);
+        // One field for a pipe; find matches fields 1 to 3 ignoring case and
+        // accents, protected ones only with the password.
+        QCOMPARE(tool({"show", "1001", "--field", "2"}).out, QString("12345678\n"));
+        QCOMPARE(tool({"find", "MÁIL"}).out, QString("1002\tEmail\tMail\tme\tpw\n"));
+        QCOMPARE(tool({"find", "pop"}).out, QString());
 
         // Every command that opens the file checks it first, so the listings
         // below also show each password change left it sound.
@@ -403,6 +412,9 @@ private slots:
         QVERIFY(tool({"list"}).out.startsWith("1001\tBank\tMy bank\t******\t******\n1002\tEmail\tMail\tme\tpw\n"));
         QVERIFY(tool({"show", "1001"}, "secret\n").out.endsWith("PIN: ******\nNote: ******\n"));
         QCOMPARE(tool({"show", "1001", "--password-stdin"}, "secret\n").out, shown);
+        QCOMPARE(tool({"find", "4321"}).out, QString());
+        QCOMPARE(tool({"find", "4321", "--password-stdin"}, "secret\n").out, bank);
+        QCOMPARE(tool({"show", "1001", "--field", "3", "--password-stdin"}, "secret\n").out, QString("4321\n"));
         r = tool({"list", "--password-stdin"}, "wrong\n");
         QCOMPARE(r.code, 1);
         QVERIFY(r.out.isEmpty() && !r.err.contains("wrong")); // nor echoed

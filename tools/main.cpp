@@ -10,7 +10,7 @@
 
 namespace {
 
-enum Option { NoOption = 0, Category = 1, PasswordStdin = 2, Force = 4 };
+enum Option { NoOption = 0, Category = 1, PasswordStdin = 2, Force = 4, Field = 8 };
 
 struct OptionDef
 {
@@ -26,9 +26,12 @@ const OptionDef Options[] = {
     {PasswordStdin, "password-stdin", nullptr,
      QT_TRANSLATE_NOOP("Tool", "Reads the master password from the first line of standard input.")},
     {Force, "force", nullptr, QT_TRANSLATE_NOOP("Tool", "Overwrites FILE.csv when it exists.")},
+    {Field, "field", "N",
+     QT_TRANSLATE_NOOP("Tool", "Prints field N (1 to 6) alone, without its label, for a pipe into another "
+                               "program.")},
 };
 
-enum CommandId { Check, Keys, List, Show, Categories, Passwd, Salvage, Import, Export };
+enum CommandId { Check, Keys, List, Find, Show, Categories, Passwd, Salvage, Import, Export };
 
 struct Command
 {
@@ -53,11 +56,17 @@ const Command Commands[] = {
      QT_TRANSLATE_NOOP("Tool", "Lists the records, one line each: the key, the category and fields 1 to 3, "
                                "separated by tabs. Protected texts show as ****** unless the data is unlocked; "
                                "on a terminal the master password is asked for.")},
-    {Show, "show", "KEY", PasswordStdin,
+    {Find, "find", "TEXT", Category | PasswordStdin,
+     QT_TRANSLATE_NOOP("Tool", "The records whose field 1, 2 or 3 contains TEXT, as list shows them."),
+     QT_TRANSLATE_NOOP("Tool", "Lists the records whose field 1, 2 or 3 contains TEXT, ignoring letter case and "
+                               "accents, one line each as list does. Protected fields are searched only when the "
+                               "data is unlocked; on a terminal the master password is asked for.")},
+    {Show, "show", "KEY", PasswordStdin | Field,
      QT_TRANSLATE_NOOP("Tool", "The fields and the note of the record with that key."),
      QT_TRANSLATE_NOOP("Tool", "Shows the category, the labelled fields and the note of the record with the key "
-                               "KEY. Protected texts show as ****** unless the data is unlocked; on a terminal "
-                               "the master password is asked for.")},
+                               "KEY, or with --field N only that field's text. Protected texts show as ****** "
+                               "unless the data is unlocked (on a terminal the master password is asked for); "
+                               "a protected field asked for with --field is refused instead, exit status 1.")},
     {Categories, "categories", nullptr, NoOption,
      QT_TRANSLATE_NOOP("Tool", "One line per category: id, name, protected or plain, icon."),
      QT_TRANSLATE_NOOP("Tool", "Lists the categories in name order, one line each: the id, the name, "
@@ -197,7 +206,7 @@ QString Usage(const Command* command)
                   "differ or hold characters outside Latin-1; a change that could not be written (the file is "
                   "then as it was); records that salvage left (or may have left) behind; a CSV file that is "
                   "missing or unreadable; an import without the password; an existing export file without "
-                  "--force.")},
+                  "--force; a protected field asked for with show --field without the password.")},
         {QStringLiteral("2"),
          Tool::tr("A usage error; an unknown category or key; a file that cannot be read or opened; an "
                   "existing OUT; a new password longer than 32 characters.")},
@@ -298,6 +307,19 @@ int main(int argc, char* argv[])
     if (given(Category) && category.isEmpty())
         return UsageError(Tool::tr("--category needs a name."), command);
 
+    // A whole number from `low` to `high`, or `fallback` when not given.
+    auto number = [&](Option option, int low, int high, int fallback, int* value) {
+        *value = fallback;
+        if (!given(option))
+            return true;
+        bool ok = false;
+        *value = parser.value(OptionName(option)).toInt(&ok);
+        return ok && *value >= low && *value <= high;
+    };
+    int field = 0;
+    if (!number(Field, 1, 6, 0, &field))
+        return UsageError(Tool::tr("--field needs a number from %1 to %2.").arg(1).arg(6), command);
+
     const QString path = files.isEmpty() ? DefaultDataFile() : files.first();
     const QString argument = arguments.value(0);
     switch (command->id) {
@@ -307,8 +329,10 @@ int main(int argc, char* argv[])
         return ListKeys(path);
     case List:
         return ListRecords(path, category, given(PasswordStdin));
+    case Find:
+        return ListRecords(path, category, given(PasswordStdin), argument);
     case Show:
-        return ShowRecord(path, argument, given(PasswordStdin));
+        return ShowRecord(path, argument, given(PasswordStdin), field);
     case Categories:
         return ListCategories(path);
     case Passwd:

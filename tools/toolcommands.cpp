@@ -8,6 +8,7 @@
 #include "vault/keyplan.h"
 #include "vault/password.h"
 #include "vault/passwordchange.h"
+#include "vault/recordfinder.h"
 #include "vault/vault.h"
 
 #include <QFile>
@@ -203,7 +204,7 @@ int ListKeys(const QString& path)
     return result;
 }
 
-int ListRecords(const QString& path, const QString& category, bool passwordStdin)
+int ListRecords(const QString& path, const QString& category, bool passwordStdin, const QString& find)
 {
     CVault vault(path);
     int result = OpenData(vault, false);
@@ -221,8 +222,9 @@ int ListRecords(const QString& path, const QString& category, bool passwordStdin
     if (result != ExitOk)
         return result;
 
+    const CRecordFinder finder(find);
     for (CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r)) {
-        if (filter && r->category != filter->id)
+        if ((filter && r->category != filter->id) || !finder.matches(vault, *r))
             continue;
         const CCategory* c = vault.categories().byId(r->category);
         QStringList columns;
@@ -238,7 +240,7 @@ int ListRecords(const QString& path, const QString& category, bool passwordStdin
     return ExitOk;
 }
 
-int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin)
+int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin, int field)
 {
     bool isNumber = false;
     const int key = keyText.toInt(&isNumber);
@@ -259,6 +261,18 @@ int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin)
     if (result != ExitOk)
         return result;
 
+    if (field > 0) {
+        // For a pipe: a mask in place of the secret would pass for it.
+        if (field > 1 && record->encrypted && vault.isLocked()) {
+            PrintError(Tool::tr("Field %1 of the record %2 is protected; the master password is needed to show it.")
+                           .arg(field).arg(key));
+            return ExitFailed;
+        }
+        QString text = vault.text(*record, field - 1);
+        PrintLine(text);
+        CTerminal::wipe(text);
+        return ExitOk;
+    }
     const CCategory* c = vault.categories().byId(record->category);
     PrintLine(Tool::tr("Category: %1").arg(c ? c->name : CorruptRecord()));
     for (int i = 0; i < 6; ++i) {

@@ -43,9 +43,11 @@ QString DefaultDataFile();
 // the whole change is in the file.
 int CheckFile(const QString& path);
 int ListKeys(const QString& path);
-// An empty (null) category lists every record.
-int ListRecords(const QString& path, const QString& category, bool passwordStdin);
-int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin);
+// An empty (null) category lists every record; a non-empty `find` only
+// those whose field 1, 2 or 3 contains it (CRecordFinder).
+int ListRecords(const QString& path, const QString& category, bool passwordStdin, const QString& find = QString());
+// `field` 1 to 6 prints that field alone, without its label; 0 the record.
+int ShowRecord(const QString& path, const QString& keyText, bool passwordStdin, int field = 0);
 int ListCategories(const QString& path);
 int ChangePassword(const QString& path);
 // Copies every record that reads back whole from a damaged file into a new
