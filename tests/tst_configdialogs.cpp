@@ -15,6 +15,7 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QStyleOptionSlider>
+#include <QTemporaryDir>
 
 #include <functional>
 #include <memory>
@@ -170,6 +171,47 @@ private slots:
         QCOMPARE(stored.autolockMinutes, accept ? -1 : 3);
         QCOMPARE(m_tv->bytes() == before, !accept);
         verifyStored();
+    }
+
+    // The clipboard time lives in a file of its own, written only when it
+    // changed; the data file stays byte for byte as it was.
+    void clipboardTime_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<bool>("accept");
+        QTest::addColumn<int>("stored");
+        QTest::newRow("never") << "0" << true << 0;
+        QTest::newRow("a minute") << "60" << true << 60;
+        QTest::newRow("unchanged") << "" << true << 30;
+        QTest::newRow("cancelled") << "5" << false << 30;
+    }
+    void clipboardTime()
+    {
+        QFETCH(QString, typed);
+        QFETCH(bool, accept);
+        QFETCH(int, stored);
+        QTemporaryDir config;
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+        const QString file = config.filePath("Vaultix/Vaultix.conf");
+        const QByteArray before = m_tv->bytes();
+        DialogDriver driver;
+        driver.actions.push_back([typed, accept](QDialog* d) {
+            auto* spin = d->findChild<QSpinBox*>("clipboardSeconds");
+            QCOMPARE(spin->text(), QString("30 s"));
+            if (!typed.isEmpty()) {
+                spin->selectAll();
+                QTest::keyClicks(spin, typed);
+            }
+            if (accept)
+                d->accept();
+            else
+                d->reject();
+        });
+        CDlgConfig::RunConfiguration(vault(), m_main->list);
+        QCOMPARE(CPreferences(file).clipboardSeconds, stored);
+        QCOMPARE(QFile::exists(file), stored != 30);
+        QCOMPARE(m_tv->bytes(), before);
+        qunsetenv("XDG_CONFIG_HOME");
     }
 
     // The disk failing anywhere in the save: the critical box, the file as

@@ -4,6 +4,7 @@
 #include "ui/dlgcolourslct.h"
 #include "platform/messagebox.h"
 #include "ui/shell.h"
+#include "vault/preferences.h"
 #include "vault/vault.h"
 
 #include <QCheckBox>
@@ -25,8 +26,8 @@ bool pickColour(QWidget* parent, QColor& colour)
 }
 } // namespace
 
-CDlgConfig::CDlgConfig(QWidget* parent, const CvxConfig* config)
-    : CQPEDialog(parent, 200, 254)
+CDlgConfig::CDlgConfig(QWidget* parent, const CvxConfig* config, int clipboardSeconds)
+    : CQPEDialog(parent, 200, 274)
     , m_colourOdd(config->colourOdd)
     , m_colourEven(config->colourEven)
     // Any period below a minute is autolock off, kept as -1.
@@ -59,13 +60,26 @@ CDlgConfig::CDlgConfig(QWidget* parent, const CvxConfig* config)
     connect(m_autolock, &QCheckBox::toggled, this, &CDlgConfig::slotAutolockCheckBox);
     connect(m_spin, qOverload<int>(&QSpinBox::valueChanged), this, &CDlgConfig::slotAutolockSpinner);
 
-    QGroupBox* passwords = makeGroupBox(this, tr("Password settings"), 10, 186, 180, 60);
+    QGroupBox* passwords = makeGroupBox(this, tr("Password settings"), 10, 186, 180, 82);
     m_warning = new QCheckBox(tr("Show \"No password\" warning."), passwords);
     m_warning->setGeometry(10, 20, 165, 16);
     m_warning->setChecked(config->showNoPwdWarning);
     m_cleartext = new QCheckBox(tr("Cleartext password entry."), passwords);
     m_cleartext->setGeometry(10, 36, 165, 16);
     m_cleartext->setChecked(config->cleartextPwd);
+    makeLabel(passwords, tr("Clear clipboard after:"), 10, 58, 100, 16);
+    m_clipboard = new QSpinBox(passwords);
+    m_clipboard->setObjectName(QStringLiteral("clipboardSeconds"));
+    m_clipboard->setGeometry(110, 56, 60, 20);
+    m_clipboard->setRange(0, CPreferences::MaxClipboardSeconds);
+    m_clipboard->setSuffix(tr(" s"));
+    m_clipboard->setSpecialValueText(tr("never"));
+    m_clipboard->setValue(clipboardSeconds);
+}
+
+int CDlgConfig::GetClipboardSeconds() const
+{
+    return m_clipboard->value();
 }
 
 bool CDlgConfig::GetNoPwdWarning() const
@@ -103,7 +117,8 @@ void CDlgConfig::slotAutolockSpinner(int value)
 
 void CDlgConfig::RunConfiguration(CVault& vault, QWidget* list)
 {
-    CDlgConfig dlg(list, &vault.settings());
+    CPreferences preferences;
+    CDlgConfig dlg(list, &vault.settings(), preferences.clipboardSeconds);
     if (dlg.exec() != QDialog::Accepted)
         return;
     CvxConfig config = vault.settings();
@@ -113,6 +128,15 @@ void CDlgConfig::RunConfiguration(CVault& vault, QWidget* list)
     config.showNoPwdWarning = dlg.GetNoPwdWarning();
     config.cleartextPwd = dlg.GetClearTextPWd();
     const CVaultResult result = vault.saveSettings(config);
-    if (!result.ok())
+    if (!result.ok()) {
         CMessageBox::critical(list, Shell::Title(), result.error());
+        return;
+    }
+    // The rest lives beside the data file, written only when it changed.
+    if (dlg.GetClipboardSeconds() == preferences.clipboardSeconds)
+        return;
+    preferences.clipboardSeconds = dlg.GetClipboardSeconds();
+    const CVaultResult saved = preferences.save();
+    if (!saved.ok())
+        CMessageBox::critical(list, Shell::Title(), saved.error());
 }

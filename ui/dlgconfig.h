@@ -2,6 +2,7 @@
 #define VAULTIX_UI_DLGCONFIG_H
 
 #include "ui/qpedialog.h"
+#include "vault/preferences.h"
 
 #include <QColor>
 
@@ -11,7 +12,8 @@ class CvxConfig;
 class QCheckBox;
 class QSpinBox;
 
-// The user's settings: row colours, autolock period, password options.
+// The user's settings: row colours, autolock period, password options,
+// and how long a copied text stays on the clipboard.
 // It changes nothing itself; the Configuration command applies the result.
 class CDlgConfig : public CQPEDialog
 {
@@ -20,7 +22,8 @@ class CDlgConfig : public CQPEDialog
 public:
     static constexpr int MaxAutolockMinutes = 99;
 
-    CDlgConfig(QWidget* parent, const CvxConfig* config);
+    // `clipboardSeconds`: how long a copied text stays (0: until replaced).
+    CDlgConfig(QWidget* parent, const CvxConfig* config, int clipboardSeconds = CPreferences::DefaultClipboardSeconds);
 
     QColor GetNewColourOdd() const { return m_colourOdd; }
     QColor GetNewColourEven() const { return m_colourEven; }
@@ -28,6 +31,7 @@ public:
     int GetNewAutolockTime() const { return m_minutes; }
     bool GetNoPwdWarning() const;
     bool GetClearTextPWd() const;
+    int GetClipboardSeconds() const;
 
     // The Configuration command: runs the dialog on the vault's settings
     // and, when it is accepted, stores its values in one change, telling
@@ -50,6 +54,7 @@ private:
     QSpinBox* m_spin;
     QCheckBox* m_warning;
     QCheckBox* m_cleartext;
+    QSpinBox* m_clipboard;
 };
 
 #endif
