@@ -33,6 +33,8 @@ public:
 
     static void setStylusOperation(QWidget* widget, StylusMode mode);
     static StylusMode stylusOperation(const QWidget* widget);
+    // Runs while the pen is held still; tests fire it by hand.
+    QTimer* holdTimer() { return &m_holdTimer; }
 
 
     bool eventFilter(QObject* watched, QEvent* event) override;

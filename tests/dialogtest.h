@@ -2,13 +2,14 @@
 #define VAULTIX_TESTS_DIALOGTEST_H
 
 // A stand-in for the record list, and a driver that acts on each modal
-// dialog and message box from inside its own event loop.
+// dialog, message box and pop-up menu from inside its own event loop.
 
 #include "platform/messagebox.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDialog>
+#include <QMenu>
 #include <QPointer>
 #include <QResizeEvent>
 #include <QTimer>
@@ -49,6 +50,7 @@ class DialogDriver : public QObject
 {
 public:
     std::deque<std::function<void(QDialog*)>> actions; // one per dialog shown
+    std::deque<std::function<void(QMenu*)>> menus;     // one per pop-up menu shown
     std::deque<QMessageBox::StandardButton> answers;   // one per message box
     int shown = 0;
     QStringList boxes; // "caption|text"
@@ -69,6 +71,17 @@ public:
 protected:
     bool eventFilter(QObject* o, QEvent* e) override
     {
+        if (auto* menu = qobject_cast<QMenu*>(o); menu && e->type() == QEvent::Show && !menus.empty()) {
+            std::function<void(QMenu*)> act = std::move(menus.front());
+            menus.pop_front();
+            QTimer::singleShot(0, menu, [act, guard = QPointer<QMenu>(menu)] {
+                if (guard)
+                    act(guard);
+                if (guard && guard->isVisible())
+                    guard->close();
+            });
+            return false;
+        }
         auto* dlg = qobject_cast<QDialog*>(o);
         if (e->type() != QEvent::Show || !dlg || qobject_cast<QMessageBox*>(o))
             return false;

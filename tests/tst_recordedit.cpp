@@ -87,7 +87,8 @@ void retype(QLineEdit* edit, const QString& text)
     QTest::keyClicks(edit, text);
 }
 
-// Enabled states: combo, edit button, delete button, fields and note.
+// Enabled states: combo, edit button, delete button; whether the fields and
+// the note can be changed.
 QString states(QDialog* d)
 {
     QString s;
@@ -97,12 +98,14 @@ QString states(QDialog* d)
         s += w->isEnabled() ? '1' : '0';
     bool all = true, none = true;
     for (int i = 1; i <= 6; ++i) {
-        const bool on = child<QLineEdit>(d, QStringLiteral("field%1").arg(i).toLatin1())->isEnabled();
+        const QLineEdit* field = child<QLineEdit>(d, QStringLiteral("field%1").arg(i).toLatin1());
+        const bool on = field->isEnabled() && !field->isReadOnly();
         all = all && on;
         none = none && !on;
     }
     s += all ? '1' : none ? '0' : '?';
-    s += child<CNoteEdit>(d, "note")->isEnabled() ? '1' : '0';
+    const CNoteEdit* note = child<CNoteEdit>(d, "note");
+    s += note->isEnabled() && !note->isReadOnly() ? '1' : '0';
     return s;
 }
 
@@ -187,9 +190,10 @@ private slots:
     // Captions, enabled states, labels following the category.
     void threeStates()
     {
-        add(WebLogin, {"shop", "https://x", "me", "pw"});
+        const QString url = "https://www.example.com/a/rather/long/path/to/the/login.html";
+        add(WebLogin, {"shop", url, "me", "pw"});
         makeList();
-        m_driver->actions.push_back([](QDialog* d) {
+        m_driver->actions.push_back([url](QDialog* d) {
             QCOMPARE(d->windowTitle(), QStringLiteral("View Record"));
             // Pictures, not words, with a look of their own when disabled.
             for (const char* b : {"edit", "delete"}) {
@@ -202,6 +206,16 @@ private slots:
             QCOMPARE(child<QLabel>(d, "label2")->text(), QStringLiteral("URL"));
             QCOMPARE(child<QLineEdit>(d, "field4")->text(), QStringLiteral("pw"));
             QCOMPARE(states(d), QStringLiteral("01100"));
+            // A long value reads from its start, and can be selected and
+            // copied without editing.
+            auto* field = child<QLineEdit>(d, "field2");
+            QCOMPARE(field->cursorPosition(), 0);
+            QTest::mouseClick(field, Qt::LeftButton);
+            QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
+            QTest::keyClick(field, Qt::Key_C, Qt::ControlModifier);
+            QTest::keyClicks(field, "typed");
+            QCOMPARE(QApplication::clipboard()->text(), url);
+            QCOMPARE(field->text(), url);
             click(d, "edit");
             QCOMPARE(d->windowTitle(), QStringLiteral("Edit Record"));
             // The category of a stored record stays as it is.

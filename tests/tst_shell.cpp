@@ -8,12 +8,17 @@
 #include "tools/demodata.h"
 #include "ui/application.h"
 #include "ui/catcombo.h"
+#include "ui/clipboardguard.h"
+#include "ui/findbar.h"
 #include "ui/vaultixwindow.h"
 #include "ui/vxlistview.h"
 #include "vault/vault.h"
 
+#include <QClipboard>
+#include <QFile>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMimeData>
 #include <QMenuBar>
 #include <QTemporaryDir>
 #include <QToolBar>
@@ -82,6 +87,73 @@ class TstShell : public QObject
     }
 
     QTimer* timer() const { return m_window->lockoutTimer(); }
+
+    QAction* entry(const QString& text) const
+    {
+        for (QAction* a : m_window->utilityMenu()->actions()) {
+            if (a->text() == text)
+                return a;
+        }
+        return nullptr;
+    }
+
+    // The shown rows' field 1, top to bottom.
+    QStringList shownRows() const
+    {
+        QStringList out;
+        for (int i = 0; i < list()->topLevelItemCount(); ++i) {
+            if (!list()->topLevelItem(i)->isHidden())
+                out << list()->topLevelItem(i)->text(1);
+        }
+        return out;
+    }
+
+    // Holds the pen on (or right-clicks) the row whose field 1 is `first`;
+    // the menu that opens notes its entries in `entries` and runs `choice`.
+    void openRowMenu(const QString& how, const QString& first, const QString& choice, QStringList* entries,
+                     DialogDriver& driver)
+    {
+        QTreeWidgetItem* row = nullptr;
+        for (int i = 0; i < list()->topLevelItemCount() && !row; ++i) {
+            if (list()->topLevelItem(i)->text(1) == first)
+                row = list()->topLevelItem(i);
+        }
+        QVERIFY(row);
+        QWindow* window = m_window->windowHandle();
+        const QPoint at = list()->viewport()->mapTo(m_window.get(), list()->visualItemRect(row).center());
+        const bool hold = how == "hold";
+        driver.menus.push_back([=](QMenu* menu) {
+            for (QAction* a : menu->actions())
+                *entries << (a->isSeparator() ? QStringLiteral("-") : a->text());
+            // The pen comes up first: that must not count as a tap.
+            if (hold)
+                QTest::mouseRelease(window, Qt::LeftButton, {}, at);
+            for (QAction* a : menu->actions()) {
+                if (a->text() == choice)
+                    QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(a).center());
+            }
+        });
+        if (hold) {
+            QTest::mousePress(window, Qt::LeftButton, {}, at);
+            QVERIFY(QMetaObject::invokeMethod(static_cast<QPEApplication*>(qApp)->holdTimer(), "timeout"));
+        } else {
+            QTest::mouseClick(window, Qt::RightButton, {}, at);
+        }
+        QVERIFY(driver.menus.empty());
+    }
+
+    // Answers the password prompt with the password; notes and closes any
+    // other dialog.
+    static std::function<void(QDialog*)> noteDialog(QStringList* titles)
+    {
+        return [titles](QDialog* d) {
+            *titles << d->windowTitle();
+            if (d->windowTitle() == "Enter Password")
+                typeAndOk("CdlgPassword", {Password})(d);
+            else
+                d->reject();
+        };
+    }
     void setAutolock(int minutes)
     {
         CvxConfig settings = m_vault->settings();
@@ -101,6 +173,12 @@ class TstShell : public QObject
     }
 
 private slots:
+    void initTestCase()
+    {
+        // The preferences of a user who never changed them.
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_dir.filePath("config")));
+    }
+
     void cleanup()
     {
         m_window.reset();
@@ -120,10 +198,13 @@ private slots:
         QStringList entries;
         for (QAction* a : m_window->utilityMenu()->actions())
             entries << (a->isSeparator() ? QStringLiteral("-") : a->text());
-        QCOMPARE(entries, QStringList({"Password", "Category", "Configuration", "-", "Import", "Export", "-", "About"}));
+        QCOMPARE(entries, QStringList({"Find", "-", "Password", "Category", "Configuration", "-", "Import", "Export",
+                                       "-", "About", "-", "Quit"}));
 
+        // The find field's bar shows only while it is in use.
         const QList<QToolBar*> bars = m_window->findChildren<QToolBar*>();
-        QCOMPARE(bars.size(), 2);
+        QCOMPARE(bars.size(), 3);
+        QVERIFY(!m_window->findBar()->isVisible());
         for (QToolBar* b : bars)
             QVERIFY(!b->isMovable());
         QCOMPARE(m_window->newAction()->text(), QStringLiteral("New"));
@@ -145,7 +226,7 @@ private slots:
         open(2, QString());
         DialogDriver driver;
         driver.actions.push_back(typeAndOk("CdlgChgPassword", {Password, Password}));
-        m_window->utilityMenu()->actions().first()->trigger();
+        entry("Password")->trigger();
         QCOMPARE(driver.shown, 1);
         QVERIFY(m_vault->settings().anyVerifierByte());
         QVERIFY(m_window->lockAction()->isEnabled());
@@ -191,7 +272,7 @@ private slots:
         }
         if (removeAfter) {
             driver.actions.push_back(typeAndOk("CdlgChgPassword", {Password, QString(), QString()}));
-            m_window->utilityMenu()->actions().first()->trigger();
+            entry("Password")->trigger();
         }
         QCOMPARE(driver.shown, int(typed.size() - typed.count("-") + removeAfter));
         QCOMPARE(driver.boxes, typed.value(0) == "wrong"
@@ -287,6 +368,170 @@ private slots:
         QVERIFY(!timer()->isActive());
         QCOMPARE(secondFields().count(QStringLiteral("******")), 3);
         QCOMPARE(m_window->lockAction()->text(), QStringLiteral("Locked"));
+    }
+
+    // Demo records, by field 1: Home 1 (Bank, protected), Home 2 (Calling
+    // Card), Office 4 (Computer Login); each has fields 1 to 4 and a note.
+    void rowMenuCommands_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<QString>("row");
+        QTest::addColumn<QString>("choice");
+        QTest::addColumn<QStringList>("entries");
+        QTest::addColumn<QStringList>("dialogs");
+        QTest::addColumn<int>("rowsAfter");
+        const QStringList head = {"View", "Edit", "Delete", "-"};
+        QTest::newRow("hold: View") << "hold" << "Home 2" << "View"
+                                    << head + QStringList{"Copy Company", "Copy Access #", "Copy PIN", "Copy Field 4"}
+                                    << QStringList{"View Record"} << 6;
+        QTest::newRow("right click: Edit of a protected record unlocks first")
+            << "right" << "Home 1" << "Edit"
+            << head + QStringList{"Copy Bank", "Copy Account #", "Copy PIN", "Copy Field 4"}
+            << QStringList{"Enter Password", "Edit Record"} << 6;
+        QTest::newRow("hold: Delete, asked first") << "hold" << "Office 4" << "Delete"
+                                                   << head + QStringList{"Copy System", "Copy User Name",
+                                                                         "Copy Password", "Copy Field 4"}
+                                                   << QStringList{} << 5;
+        QTest::newRow("hold, nothing chosen") << "hold" << "Home 2" << QString()
+                                              << head + QStringList{"Copy Company", "Copy Access #", "Copy PIN",
+                                                                    "Copy Field 4"}
+                                              << QStringList{} << 6;
+    }
+    void rowMenuCommands()
+    {
+        QFETCH(QString, how);
+        QFETCH(QString, row);
+        QFETCH(QString, choice);
+        open(6, Password);
+        DialogDriver driver;
+        driver.answers = {QMessageBox::Yes};
+        QStringList titles;
+        for (int i = 0; i < 2; ++i)
+            driver.actions.push_back(noteDialog(&titles));
+        QStringList entries;
+        openRowMenu(how, row, choice, &entries, driver);
+        QTEST(entries, "entries");
+        QTEST(titles, "dialogs");
+        QCOMPARE(driver.boxes.size(), choice == "Delete" ? 1 : 0);
+        QTEST(list()->topLevelItemCount(), "rowsAfter");
+    }
+
+    // A copied field stays until the time runs out, the data locks or
+    // anything else is copied; the copy is marked secret.
+    void copyToClipboard_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<QString>("row");
+        QTest::addColumn<QString>("choice");
+        QTest::addColumn<bool>("givePassword");
+        QTest::addColumn<QString>("copied");
+        QTest::addColumn<QString>("then");
+        QTest::addColumn<QString>("after");
+        QTest::newRow("plain field, time runs out") << "hold" << "Home 2" << "Copy Access #" << false << "037-07919"
+                                                    << "timeout" << "";
+        QTest::newRow("field 1, something else copied") << "right" << "Home 2" << "Copy Company" << false << "Home 2"
+                                                        << "other" << "mine";
+        QTest::newRow("protected while locked: unlocked first; autolock clears")
+            << "hold" << "Home 1" << "Copy Account #" << true << "000-00000" << "autolock" << "";
+        QTest::newRow("protected, unlock refused: nothing copied") << "right" << "Home 1" << "Copy PIN" << false
+                                                                   << "before" << "timeout" << "before";
+    }
+    void copyToClipboard()
+    {
+        QFETCH(QString, how);
+        QFETCH(QString, row);
+        QFETCH(QString, choice);
+        QFETCH(bool, givePassword);
+        QFETCH(QString, then);
+        open(6, Password);
+        QClipboard* clipboard = QGuiApplication::clipboard();
+        clipboard->setText("before");
+        DialogDriver driver;
+        QStringList titles;
+        if (givePassword)
+            driver.actions.push_back(noteDialog(&titles));
+        QStringList entries;
+        openRowMenu(how, row, choice, &entries, driver);
+        QCOMPARE(titles, givePassword ? QStringList{"Enter Password"} : QStringList{});
+        QTEST(clipboard->text(), "copied");
+        QTimer* clear = list()->clipboard()->timer();
+        if (clipboard->text() != "before") {
+            QCOMPARE(clipboard->mimeData()->data("x-kde-passwordManagerHint"), QByteArray("secret"));
+            QVERIFY(clear->isActive());
+            QCOMPARE(clear->interval(), 30000);
+        }
+        if (then == "other")
+            clipboard->setText("mine");
+        if (then == "autolock")
+            QVERIFY(QMetaObject::invokeMethod(timer(), "timeout"));
+        else
+            QVERIFY(QMetaObject::invokeMethod(clear, "timeout"));
+        QTEST(clipboard->text(), "after");
+    }
+
+    // Typing narrows the rows of the chosen category to those whose field
+    // 1, 2 or 3 holds the text; Escape puts the field away and shows all.
+    void findWithCategoryFilter_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("category");
+        QTest::addColumn<bool>("unlocked");
+        QTest::addColumn<QStringList>("rows");
+        QTest::newRow("letter case and accents") << "hÓmE" << "All" << false << QStringList{"Home 1", "Home 2"};
+        QTest::newRow("field 2 of a plain record") << "037-0" << "All" << false << QStringList{"Home 2"};
+        QTest::newRow("protected field, locked") << "000-00" << "All" << false << QStringList{};
+        QTest::newRow("protected field, unlocked") << "000-00" << "All" << true << QStringList{"Home 1"};
+        QTest::newRow("field 4 is not searched") << "x1" << "All" << true << QStringList{};
+        QTest::newRow("within the category") << "o" << "Bank" << false << QStringList{"Home 1"};
+        QTest::newRow("empty: the whole category") << "" << "Email" << false << QStringList{"Holiday 6"};
+    }
+    void findWithCategoryFilter()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, category);
+        QFETCH(bool, unlocked);
+        open(6, Password);
+        if (unlocked)
+            QVERIFY(m_vault->unlock(Password));
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        CCatCombo* combo = m_window->categoryCombo();
+        for (int i = 0; i < combo->count() && combo->currentText() != category; ++i)
+            QTest::keyClick(combo, Qt::Key_Down);
+        QTest::keyClick(list(), Qt::Key_F, Qt::ControlModifier);
+        CFindBar* bar = m_window->findBar();
+        QVERIFY(bar->isVisible() && bar->hasFocus());
+        QTest::keyClicks(bar, typed);
+        QTEST(shownRows(), "rows");
+        const int inCategory = category == "All" ? 6 : 1;
+        QTest::keyClick(bar, Qt::Key_Escape);
+        QVERIFY(!bar->isVisible());
+        QCOMPARE(shownRows().size(), inCategory);
+    }
+
+    // Quit, from the menu or with Ctrl+Q: the copied secret leaves the
+    // clipboard, the data file is closed and the window goes.
+    void quit_data()
+    {
+        QTest::addColumn<bool>("keys");
+        QTest::newRow("Utility > Quit") << false;
+        QTest::newRow("Ctrl+Q") << true;
+    }
+    void quit()
+    {
+        QFETCH(bool, keys);
+        open(2, QString());
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        list()->clipboard()->copy("secret text", 0);
+        QCOMPARE(QGuiApplication::clipboard()->text(), QString("secret text"));
+        if (keys)
+            QTest::keyClick(list(), Qt::Key_Q, Qt::ControlModifier);
+        else
+            entry("Quit")->trigger();
+        QVERIFY(!m_window->isVisible());
+        QVERIFY(!m_vault->isOpen());
+        QCOMPARE(QGuiApplication::clipboard()->text(), QString());
     }
 };
 

@@ -93,6 +93,8 @@ CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, c
             if (value.size() > FieldMaxLength)
                 m_fields[i]->setMaxLength(int(value.size()));
             m_fields[i]->setText(value);
+            // A long value is read from its start.
+            m_fields[i]->setCursorPosition(0);
         }
         m_note->setPlainText(m_vault.text(*record, FieldCount));
     }
@@ -100,14 +102,15 @@ CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, c
         m_shown[i] = text(i);
 
     // Reading a record is what the dialog is mostly for: the disabled
-    // fields of the view keep the normal text colour on their grey ground.
+    // combo keeps the normal text colour on its grey ground, and the
+    // read-only fields of the view look the same.
     QPalette readable = palette();
     for (QPalette::ColorRole role : {QPalette::Text, QPalette::ButtonText})
         readable.setColor(QPalette::Disabled, role, readable.color(QPalette::Active, role));
     m_category->setPalette(readable);
-    for (QLineEdit* field : m_fields)
-        field->setPalette(readable);
-    m_note->setPalette(readable);
+    m_viewPalette = readable;
+    for (QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive})
+        m_viewPalette.setColor(group, QPalette::Base, readable.color(QPalette::Disabled, QPalette::Base));
 
     connect(m_btnEdit, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnEdit);
     connect(m_btnDelete, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnDelete);
@@ -115,6 +118,18 @@ CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, c
     UpdateControlState();
     if (m_isNew)
         m_fields[0]->setFocus();
+}
+
+bool CdlgRecordEdit::confirmDelete(QWidget* parent, const CVault& vault, const CRecord& record)
+{
+    return CMessageBox::question(parent, tr("Delete Record?"),
+                                 tr("Are you sure you want to delete\nthe: %1\nrecord ?").arg(vault.text(record, 0)),
+                                 QMessageBox::Information);
+}
+
+QString CdlgRecordEdit::lockedDeleteText()
+{
+    return tr("Unable to delete an\nencrypted record.\nPlease unlock the data first.");
 }
 
 CdlgRecordEdit::~CdlgRecordEdit()
@@ -144,10 +159,25 @@ QPushButton* CdlgRecordEdit::makeIconButton(const char* name, const QString& pic
     return button;
 }
 
-void CdlgRecordEdit::Run(CvxListView* list, const CRecord* record)
+void CdlgRecordEdit::Run(CvxListView* list, const CRecord* record, bool edit)
 {
     CdlgRecordEdit dlg(list->vault(), list, list->filter(), record);
+    if (edit)
+        dlg.slotBtnEdit();
     dlg.exec();
+}
+
+void CdlgRecordEdit::RunDelete(CvxListView* list, int key)
+{
+    CVault& vault = list->vault();
+    const CRecord* shown = vault.records().find(key);
+    if (!shown || !confirmDelete(list, vault, *shown))
+        return;
+    if (shown->encrypted && vault.isLocked() && !UnlockDatabase(vault, list, list, lockedDeleteText()))
+        return;
+    const CVaultResult result = vault.deleteRecord(key);
+    if (!result.ok())
+        CMessageBox::critical(list, Shell::Title(), result.error());
 }
 
 const CRecord* CdlgRecordEdit::record() const
@@ -192,9 +222,19 @@ void CdlgRecordEdit::UpdateControlState()
     m_category->setEnabled(m_editing && m_isNew);
     m_btnEdit->setEnabled(!m_editing);
     m_btnDelete->setEnabled(!m_editing);
-    for (QLineEdit* field : m_fields)
-        field->setEnabled(m_editing);
-    m_note->setEnabled(m_editing);
+    // Viewed fields are read-only rather than disabled, so that a long
+    // value can be scrolled through, selected and copied.
+    // Viewing, none takes the focus before it is tapped.
+    const QPalette& look = m_editing ? palette() : m_viewPalette;
+    const Qt::FocusPolicy focus = m_editing ? Qt::StrongFocus : Qt::ClickFocus;
+    for (QLineEdit* field : m_fields) {
+        field->setReadOnly(!m_editing);
+        field->setPalette(look);
+        field->setFocusPolicy(focus);
+    }
+    m_note->setReadOnly(!m_editing);
+    m_note->setPalette(look);
+    m_note->setFocusPolicy(focus);
 }
 
 void CdlgRecordEdit::slotBtnEdit()
@@ -209,6 +249,9 @@ void CdlgRecordEdit::slotBtnEdit()
     }
     m_editing = true;
     UpdateControlState();
+    // Typing goes on where a value ends, as it always did when editing.
+    for (QLineEdit* field : m_fields)
+        field->end(false);
     setWindowTitle(tr("Edit Record"));
     m_fields[0]->setFocus();
 }
@@ -218,9 +261,7 @@ void CdlgRecordEdit::slotBtnDelete()
     const CRecord* shown = record();
     if (!shown || m_editing)
         return;
-    if (!CMessageBox::question(this, tr("Delete Record?"),
-                               tr("Are you sure you want to delete\nthe: %1\nrecord ?").arg(m_vault.text(*shown, 0)),
-                               QMessageBox::Information))
+    if (!confirmDelete(this, m_vault, *shown))
         return;
     m_deleteRequested = true;
     accept();
@@ -250,8 +291,7 @@ void CdlgRecordEdit::acceptDelete()
 {
     const CRecord* shown = record();
     if (shown && m_vault.isLocked() && shown->encrypted
-        && !UnlockDatabase(m_vault, this, parentWidget(),
-                           tr("Unable to delete an\nencrypted record.\nPlease unlock the data first."))) {
+        && !UnlockDatabase(m_vault, this, parentWidget(), lockedDeleteText())) {
         // Withdrawn: a second OK saves instead.
         m_deleteRequested = false;
         return;

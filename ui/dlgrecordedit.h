@@ -3,6 +3,7 @@
 
 #include "ui/qpedialog.h"
 
+#include <QPalette>
 #include <QString>
 
 class CCategory;
@@ -33,8 +34,11 @@ public:
     ~CdlgRecordEdit() override;
 
     // The list's row tap (a record) and its New command (none): runs the
-    // dialog on the list's vault and filter.
-    static void Run(CvxListView* list, const CRecord* record);
+    // dialog on the list's vault and filter; `edit` starts it in editing.
+    static void Run(CvxListView* list, const CRecord* record, bool edit = false);
+    // The row menu's Delete: the dialog's question, unlock and message,
+    // without the dialog.
+    static void RunDelete(CvxListView* list, int key);
 
     void UpdateFieldLabels(const CCategory* category);
     void UpdateControlState();
@@ -46,6 +50,8 @@ public slots:
     void slotCategoryChanged(const QString& name);
 
 private:
+    static bool confirmDelete(QWidget* parent, const CVault& vault, const CRecord& record);
+    static QString lockedDeleteText();
     QPushButton* makeIconButton(const char* name, const QString& picture, int x);
     // The seven texts as the user has them: field 1 to 6, then the note.
     QString text(int number) const;
@@ -66,6 +72,8 @@ private:
     CNoteEdit* m_note;
     QPushButton* m_btnEdit;
     QPushButton* m_btnDelete;
+    // The look of the read-only fields while viewing.
+    QPalette m_viewPalette;
 
     CVault& m_vault;
     const CCategory* m_currentCategory = nullptr;

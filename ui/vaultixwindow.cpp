@@ -7,10 +7,13 @@
 #include "platform/resource.h"
 #include "ui/unlockdatabase.h"
 #include "ui/catcombo.h"
+#include "ui/clipboardguard.h"
+#include "ui/findbar.h"
 #include "ui/shell.h"
 #include "ui/vxlistview.h"
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QMenu>
 #include <QTimer>
 
@@ -68,6 +71,9 @@ CVaultixWindow::CVaultixWindow(CVault& vault, QWidget* parent, const char* name,
     connect(&m_vault, &CVault::changed, this, &CVaultixWindow::slotUpdateLockIcon);
 
     m_utility = new QMenu(tr("Utility"), this);
+    m_findAction = m_utility->addAction(tr("Find"), this, &CVaultixWindow::slotFind);
+    m_findAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_F));
+    m_utility->addSeparator();
     m_utility->addAction(tr("Password"), m_list, &CvxListView::slotMenuPassWord);
     m_utility->addAction(tr("Category"), m_list, &CvxListView::slotMenuCategory);
     m_utility->addAction(tr("Configuration"), m_list, &CvxListView::slotMenuOption);
@@ -76,7 +82,13 @@ CVaultixWindow::CVaultixWindow(CVault& vault, QWidget* parent, const char* name,
     m_utility->addAction(tr("Export"), m_list, &CvxListView::slotMenuExport);
     m_utility->addSeparator();
     m_utility->addAction(tr("About"), m_list, &CvxListView::slotMenuAbout);
+    m_utility->addSeparator();
+    m_quitAction = m_utility->addAction(tr("Quit"), this, &QWidget::close);
+    m_quitAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     menuBar->addMenu(m_utility);
+    // The keys work whether or not the menu was ever opened.
+    addAction(m_findAction);
+    addAction(m_quitAction);
 
     auto* buttons = new QPEToolBar(this);
     buttons->setObjectName(QStringLiteral("buttonToolBar"));
@@ -96,6 +108,18 @@ CVaultixWindow::CVaultixWindow(CVault& vault, QWidget* parent, const char* name,
 
     m_catCombo = new CCatCombo(m_list, buttons, CategoryComboWidth);
     buttons->addWidget(m_catCombo);
+
+    // The find field gets a row of its own, between the tool bars and the
+    // list, only while it is in use.
+    addToolBarBreak();
+    m_findTools = new QPEToolBar(this);
+    m_findTools->setObjectName(QStringLiteral("findToolBar"));
+    m_findBar = new CFindBar(m_findTools);
+    m_findTools->addWidget(m_findBar);
+    addToolBar(m_findTools);
+    m_findTools->hide();
+    connect(m_findBar, &QLineEdit::textChanged, m_list, &CvxListView::slotFind);
+    connect(m_findBar, &CFindBar::signalClosed, this, &CVaultixWindow::slotCloseFind);
 
     emit signalShowFilteredByCategory(-1);
 }
@@ -150,6 +174,30 @@ void CVaultixWindow::slotUpdateLockIcon()
     m_lockAction->setIcon(GetLockIcon(m_vault.isLocked()));
     // Without a master password there is nothing to lock.
     m_lockAction->setEnabled(m_vault.settings().anyVerifierByte());
+}
+
+void CVaultixWindow::slotFind()
+{
+    m_findTools->show();
+    m_findBar->setFocus();
+    m_findBar->selectAll();
+}
+
+void CVaultixWindow::slotCloseFind()
+{
+    m_findBar->clear();
+    m_findTools->hide();
+    m_list->setFocus();
+}
+
+void CVaultixWindow::closeEvent(QCloseEvent* event)
+{
+    m_list->clipboard()->clear();
+    // The rows point into the records that closing frees.
+    m_list->clear();
+    m_lockoutTimer->stop();
+    m_vault.close();
+    event->accept();
 }
 
 void CVaultixWindow::resizeEvent(QResizeEvent* event)

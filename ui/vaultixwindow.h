@@ -6,11 +6,13 @@
 #include <QString>
 
 class CCatCombo;
+class CFindBar;
 class CVault;
 class CvxListView;
 class QAction;
 class QMenu;
 class QTimer;
+class QToolBar;
 
 // The main screen: the record list, the "Utility" menu, the "New" and lock
 // buttons, the category filter and the autolock timer. It owns no data: the
@@ -33,6 +35,9 @@ public:
     QMenu* utilityMenu() const { return m_utility; }
     CCatCombo* categoryCombo() const { return m_catCombo; }
     QTimer* lockoutTimer() const { return m_lockoutTimer; }
+    CFindBar* findBar() const { return m_findBar; }
+    QAction* findAction() const { return m_findAction; }
+    QAction* quitAction() const { return m_quitAction; }
 
     // Begins a full autolock period again, or leaves the timer stopped when
     // autolock is off or the data is locked. The only way the timer starts.
@@ -47,9 +52,16 @@ public slots:
     void slotAutolockTimedOut();
     void slotUpdateCategoryCombo();
     void slotUpdateLockIcon();
+    // Shows the find field above the list and puts the cursor there.
+    void slotFind();
+    // Empties the find field, puts it away and shows every row again.
+    void slotCloseFind();
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    // Quit, Ctrl+Q or the window closed: the copied secret goes from the
+    // clipboard and the data file is closed.
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     CVault& m_vault;
@@ -63,6 +75,10 @@ private:
     QIcon m_unlockedIcon;
     QMenu* m_utility = nullptr;
     QAction* m_newAction = nullptr;
+    QAction* m_findAction = nullptr;
+    QAction* m_quitAction = nullptr;
+    QToolBar* m_findTools = nullptr;
+    CFindBar* m_findBar = nullptr;
 };
 
 #endif

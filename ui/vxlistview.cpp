@@ -1,15 +1,19 @@
 #include "ui/vxlistview.h"
 
+#include "ui/clipboardguard.h"
 #include "ui/csvcommands.h"
 #include "ui/dlgchgpassword.h"
 #include "ui/dlgconfig.h"
 #include "ui/dlgabout.h"
 #include "ui/dlgcategoryselect.h"
 #include "ui/dlgrecordedit.h"
+#include "ui/rowmenu.h"
 #include "ui/vxlistlook.h"
 #include "ui/vxlistviewitem.h"
+#include "vault/recordfinder.h"
 #include "vault/vault.h"
 
+#include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QMouseEvent>
 #include <QPainter>
@@ -28,6 +32,7 @@ CvxListView::CvxListView(CVault& vault, QWidget* parent)
     : QTreeWidget(parent)
     , m_vault(vault)
     , m_mainWindow(parent)
+    , m_clipboard(new CClipboardGuard(this))
 {
     setHeader(new CListHeader(this));
     setColumnCount(4);
@@ -66,6 +71,11 @@ CvxListView::CvxListView(CVault& vault, QWidget* parent)
         slotShowFilteredByCategory();
     });
     connect(&m_vault, &CVault::lockChanged, this, qOverload<>(&CvxListView::slotShowFilteredByCategory));
+    // A copied secret goes when the data locks, by hand or by itself.
+    connect(&m_vault, &CVault::lockChanged, m_clipboard, [this](bool locked) {
+        if (locked)
+            m_clipboard->clear();
+    });
     connect(&m_vault, &CVault::settingsChanged, this, [this] { viewport()->update(); });
 
     connect(this, qOverload<int>(&CvxListView::signalShowFilteredByCategory), this,
@@ -129,6 +139,8 @@ void CvxListView::slotShowFilteredByCategory()
     for (int column = 1; column <= 3; ++column)
         headerItem()->setText(column, labelled ? category->labels[column - 1] : plain[column - 1]);
     setSortingEnabled(sorting);
+    m_shownRows = topLevelItemCount();
+    applyFind();
     setUpdatesEnabled(updates);
 
     emit signalUpdateLockIcon();
@@ -149,11 +161,57 @@ void CvxListView::mouseReleaseEvent(QMouseEvent* e)
     m_tapButton = Qt::NoButton;
 }
 
+void CvxListView::contextMenuEvent(QContextMenuEvent* e)
+{
+    // From the keyboard: the current row, at its place on the screen.
+    const bool keyboard = e->reason() == QContextMenuEvent::Keyboard;
+    QTreeWidgetItem* item = keyboard ? currentItem() : itemAt(e->pos());
+    if (!item || item->isHidden() || item->type() != CvxListViewItem::Type) {
+        e->ignore();
+        return;
+    }
+    const CRecord* record = static_cast<CvxListViewItem*>(item)->GetRecord();
+    if (!record)
+        return;
+    const QPoint at = keyboard ? viewport()->mapToGlobal(visualItemRect(item).center()) : e->globalPos();
+    CRowMenu::Run(this, record->key, at);
+}
+
 void CvxListView::slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint& point, int column)
 {
     Q_UNUSED(point);
     if (item && column != -1 && item->type() == CvxListViewItem::Type)
         CdlgRecordEdit::Run(this, static_cast<CvxListViewItem*>(item)->GetRecord());
+}
+
+// --- Find -----------------------------------------------------------------------
+
+void CvxListView::slotFind(const QString& text)
+{
+    if (text == m_findText)
+        return;
+    m_findText = text;
+    applyFind();
+}
+
+void CvxListView::applyFind()
+{
+    // Rows are hidden rather than made again: a keystroke costs one look
+    // at each row's folded texts, made once per row.
+    const CRecordFinder finder(m_findText);
+    const int rows = topLevelItemCount();
+    int shown = 0;
+    for (int row = 0; row < rows; ++row) {
+        QTreeWidgetItem* item = topLevelItem(row);
+        bool show = true;
+        if (!finder.isEmpty() && item->type() == CvxListViewItem::Type)
+            show = finder.matchesKey(static_cast<CvxListViewItem*>(item)->searchKey());
+        if (item->isHidden() == show)
+            setRowHidden(row, QModelIndex(), !show);
+        shown += show;
+    }
+    m_shownRows = shown;
+    viewport()->update();
 }
 
 // --- Commands -------------------------------------------------------------------
@@ -182,7 +240,9 @@ void CvxListView::slotMenuImport()
 {
     if (!importFromCSV(m_vault, this))
         return;
-    // The combo shows all again, but the rows keep their filter.
+    // The new records may be in any category: the rows and the combo
+    // both show all.
+    m_filter = -1;
     emit signalUpdateCategoryCombo();
     emit signalShowFilteredByCategory();
 }
@@ -206,9 +266,13 @@ void CvxListView::slotNewRecord()
 
 int CvxListView::StripeHeight() const
 {
-    // Any row gives the height (they are uniform), scrolled into view or not.
-    if (topLevelItemCount() > 0) {
-        const int height = rowHeight(indexFromItem(topLevelItem(0)));
+    // Any shown row gives the height (they are uniform), scrolled into view
+    // or not; a hidden one has none.
+    if (m_shownRows > 0) {
+        QModelIndex row = indexFromItem(topLevelItem(0));
+        if (isRowHidden(0, QModelIndex()))
+            row = indexAt(QPoint(0, 0));
+        const int height = rowHeight(row);
         if (height > 0)
             return height;
     }
@@ -233,10 +297,11 @@ void CvxListView::drawRow(QPainter* painter, const QStyleOptionViewItem& option,
 void CvxListView::paintEvent(QPaintEvent* e)
 {
     QTreeWidget::paintEvent(e);
+    // The shown rows stand one below the other from the top, however many
+    // are hidden among them.
     QRect area = viewport()->rect();
-    const int rows = topLevelItemCount();
-    if (rows > 0)
-        area.setTop(visualItemRect(topLevelItem(rows - 1)).bottom() + 1);
+    if (m_shownRows > 0)
+        area.setTop(m_shownRows * StripeHeight() - verticalOffset());
     if (area.isEmpty())
         return;
     QPainter painter(viewport());

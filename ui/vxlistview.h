@@ -6,8 +6,10 @@
 #include <QTreeWidget>
 
 class CCategories;
+class CClipboardGuard;
 class CRecords;
 class CVault;
+class QContextMenuEvent;
 class QResizeEvent;
 
 // The main screen: one row per record of the chosen category (or of all).
@@ -28,6 +30,13 @@ public:
     const CRecords* records() const;
     // The id of the category shown, or -1 for all.
     int filter() const { return m_filter; }
+    // What the rows' copy commands put on the clipboard, and take off again.
+    CClipboardGuard* clipboard() const { return m_clipboard; }
+    // The text that rows must contain to be shown (see CRecordFinder);
+    // empty: every row of the category.
+    const QString& findText() const { return m_findText; }
+    // How many rows the category and the find text leave.
+    int shownRowCount() const { return m_shownRows; }
 
 signals:
     // Carries the list widget's whole size, header and frame included.
@@ -50,12 +59,15 @@ public slots:
     // A left tap on a row; `point` is the global position of the tap.
     virtual void slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint& point, int column);
     void slotScrollbarMoved(int value);
+    void slotFind(const QString& text);
 
 protected:
     bool event(QEvent* e) override;
     void resizeEvent(QResizeEvent* e) override;
     void paintEvent(QPaintEvent* e) override;
     void mouseReleaseEvent(QMouseEvent* e) override;
+    // A held or right-clicked row offers its menu.
+    void contextMenuEvent(QContextMenuEvent* e) override;
     void drawRow(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     // The viewport below the last row, striped on as if rows went on.
     void paintEmptyArea(QPainter* painter, const QRect& rect);
@@ -64,6 +76,8 @@ private slots:
     void slotItemClicked(QTreeWidgetItem* item, int column);
 
 private:
+    // Hides the rows that do not contain the find text, shows the others.
+    void applyFind();
     int StripeHeight() const;
     QColor StripeColour(int top) const;
     void EmitResized();
@@ -71,6 +85,9 @@ private:
     CVault& m_vault;
     int m_filter = -1;
     QWidget* m_mainWindow;
+    CClipboardGuard* m_clipboard;
+    QString m_findText;
+    int m_shownRows = 0;
 
     QSize m_reportedSize{-1, -1};
     QPoint m_tapPoint;

@@ -1,5 +1,6 @@
 #include "ui/vxlistviewitem.h"
 
+#include "vault/recordfinder.h"
 #include "vault/vault.h"
 #include "platform/resource.h"
 #include "ui/vxlistview.h"
@@ -27,6 +28,24 @@ CvxListViewItem::CvxListViewItem(QTreeWidget* list, const CRecord* record)
     // Too long for one column: the row's first cell paints it across all.
     if (m_record && !category)
         setFirstColumnSpanned(true);
+}
+
+CvxListViewItem::~CvxListViewItem()
+{
+    m_searchKey.fill(QChar(' '));
+    for (QString& key : m_keys)
+        key.fill(QChar(' '));
+}
+
+const QString& CvxListViewItem::searchKey() const
+{
+    if (!m_searchKeyMade) {
+        auto* list = qobject_cast<CvxListView*>(treeWidget());
+        if (list && m_record)
+            m_searchKey = CRecordFinder::searchKey(list->vault(), *m_record);
+        m_searchKeyMade = true;
+    }
+    return m_searchKey;
 }
 
 const CCategory* CvxListViewItem::GetCategory(CvxListView* list) const

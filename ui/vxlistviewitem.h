@@ -16,6 +16,8 @@ public:
     enum { Type = QTreeWidgetItem::UserType + 1 };
 
     CvxListViewItem(QTreeWidget* list, const CRecord* record);
+    // The texts it keeps may have been deciphered.
+    ~CvxListViewItem() override;
 
     // The record's category, or null when it has none (or no list is known).
     const CCategory* GetCategory(CvxListView* list = nullptr) const;
@@ -25,11 +27,17 @@ public:
     QString key(int column) const;
     bool operator<(const QTreeWidgetItem& other) const override;
 
+    // What Find looks for in this row (CRecordFinder::searchKey), made on
+    // first use.
+    const QString& searchKey() const;
+
 private:
     const CRecord* m_record;
     // Sorting asks for each key many times; a row's texts never change.
     mutable QString m_keys[4];
     mutable unsigned char m_keysMade = 0;
+    mutable QString m_searchKey;
+    mutable bool m_searchKeyMade = false;
 };
 
 #endif
