@@ -12,6 +12,7 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QPushButton>
 #include <QTimeZone>
 
@@ -215,6 +216,7 @@ private slots:
             QTest::keyClick(field, Qt::Key_C, Qt::ControlModifier);
             QTest::keyClicks(field, "typed");
             QCOMPARE(QApplication::clipboard()->text(), url);
+            QCOMPARE(QApplication::clipboard()->mimeData()->data("x-kde-passwordManagerHint"), QByteArray("secret"));
             QCOMPARE(field->text(), url);
             click(d, "edit");
             QCOMPARE(d->windowTitle(), QStringLiteral("Edit Record"));

@@ -2,6 +2,7 @@
 
 #include "platform/messagebox.h"
 #include "platform/resource.h"
+#include "ui/guardedcopy.h"
 #include "ui/noteedit.h"
 #include "ui/shell.h"
 #include "ui/unlockdatabase.h"
@@ -111,6 +112,14 @@ CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, c
     m_viewPalette = readable;
     for (QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive})
         m_viewPalette.setColor(group, QPalette::Base, readable.color(QPalette::Disabled, QPalette::Base));
+
+    // Texts copied from the record are secrets like those of the row menu.
+    if (auto* list = qobject_cast<CvxListView*>(parent)) {
+        auto* guarded = new CGuardedCopy(list->clipboard(), this);
+        for (QLineEdit* field : m_fields)
+            guarded->watch(field);
+        guarded->watch(m_note);
+    }
 
     connect(m_btnEdit, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnEdit);
     connect(m_btnDelete, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnDelete);
