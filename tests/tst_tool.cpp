@@ -143,7 +143,7 @@ private slots:
             QTest::newRow(tag) << args << code << "Usage: vaultix-tool [--file PATH] " + shown;
         };
         for (const char* command : {"check", "keys", "list", "find", "show", "categories", "passwd", "salvage",
-                                    "import", "export"}) {
+                                    "import", "export", "generate"}) {
             QTest::addRow("help %s", command) << QStringList{"help", command} << 0
                                               << QString("Usage: vaultix-tool [--file PATH] %1").arg(command);
             QTest::addRow("%s --help", command) << QStringList{command, "--help"} << 0
@@ -163,6 +163,9 @@ private slots:
         row("field 7", {"show", "1", "--field", "7"}, 2, "show ");
         row("field of list", {"list", "--field", "1"}, 2, "list ");
         row("find nothing", {"find"}, 2, "find ");
+        row("length 7", {"generate", "--length", "7"}, 2, "generate ");
+        row("no class left", {"generate", "--no-lower", "--no-upper", "--no-digits", "--no-symbols"}, 2,
+            "generate ");
         row("argument", {"check", "x"}, 2, "check\n");
         row("--file twice", {"--file", "a", "keys", "--file", "b"}, 2, "keys\n");
     }
@@ -426,6 +429,19 @@ private slots:
         QCOMPARE(tool({"passwd"}, "other\n").out, QString("Password removed.\n")); // missing lines are empty
         QVERIFY(tool({"list"}).out.startsWith(bank));
         QVERIFY(readAll(file).contains("12345678"));
+    }
+
+    // The options reach the generator: length, count, classes left out.
+    void generate()
+    {
+        const Result r = run({"generate", "--length", "12", "--count", "200", "--no-symbols", "--no-lower"});
+        QCOMPARE(r.code, 0);
+        const QStringList lines = r.out.split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 200);
+        QCOMPARE(QSet<QString>(lines.begin(), lines.end()).size(), 200);
+        const QRegularExpression shape("^(?=.*[A-Z])(?=.*[0-9])[A-Z0-9]{12}$");
+        for (const QString& line : lines)
+            QVERIFY2(shape.match(line).hasMatch(), qPrintable(line));
     }
 
     // import / export: protected texts masked without the password; what

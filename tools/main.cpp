@@ -2,6 +2,7 @@
 // command line. Finds the command, parses its arguments with the command's
 // own parser and hands over to toolcommands.cpp.
 
+#include "crypto/passwordgenerator.h"
 #include "tools/toolcommands.h"
 
 #include <QCommandLineParser>
@@ -10,7 +11,19 @@
 
 namespace {
 
-enum Option { NoOption = 0, Category = 1, PasswordStdin = 2, Force = 4, Field = 8 };
+enum Option {
+    NoOption = 0,
+    Category = 1,
+    PasswordStdin = 2,
+    Force = 4,
+    Field = 8,
+    Length = 16,
+    NoSymbols = 32,
+    NoDigits = 64,
+    NoUpper = 128,
+    NoLower = 256,
+    Count = 512,
+};
 
 struct OptionDef
 {
@@ -29,9 +42,15 @@ const OptionDef Options[] = {
     {Field, "field", "N",
      QT_TRANSLATE_NOOP("Tool", "Prints field N (1 to 6) alone, without its label, for a pipe into another "
                                "program.")},
+    {Length, "length", "N", QT_TRANSLATE_NOOP("Tool", "Each password is N characters long (8 to 64, default 20).")},
+    {NoSymbols, "no-symbols", nullptr, QT_TRANSLATE_NOOP("Tool", "No punctuation characters.")},
+    {NoDigits, "no-digits", nullptr, QT_TRANSLATE_NOOP("Tool", "No digits.")},
+    {NoUpper, "no-upper", nullptr, QT_TRANSLATE_NOOP("Tool", "No capital letters.")},
+    {NoLower, "no-lower", nullptr, QT_TRANSLATE_NOOP("Tool", "No small letters.")},
+    {Count, "count", "K", QT_TRANSLATE_NOOP("Tool", "Prints K passwords (1 to 1000, default 1).")},
 };
 
-enum CommandId { Check, Keys, List, Find, Show, Categories, Passwd, Salvage, Import, Export };
+enum CommandId { Check, Keys, List, Find, Show, Categories, Passwd, Salvage, Import, Export, Generate };
 
 struct Command
 {
@@ -98,9 +117,16 @@ const Command Commands[] = {
                                "prints \"N records exported\" (on standard error when the records go to "
                                "standard output). An existing file is overwritten only with --force. Without "
                                "the password protected texts are written as ******.")},
+    {Generate, "generate", nullptr, Length | NoSymbols | NoDigits | NoUpper | NoLower | Count,
+     QT_TRANSLATE_NOOP("Tool", "Prints random passwords, one a line; does not use the file."),
+     QT_TRANSLATE_NOOP("Tool", "Prints K random passwords, one a line, drawn from the operating system's random "
+                               "source: small and capital letters, digits and punctuation, at least one of each "
+                               "class kept, ASCII only. The data file is not read.")},
 };
 
 constexpr int Width = 79;
+// More is a file's worth, not a pipe's.
+constexpr int MaxPasswordCount = 1000;
 constexpr int Indent = 22;
 
 QString OptionName(Option option)
@@ -320,6 +346,30 @@ int main(int argc, char* argv[])
     if (!number(Field, 1, 6, 0, &field))
         return UsageError(Tool::tr("--field needs a number from %1 to %2.").arg(1).arg(6), command);
 
+    int length = 0;
+    if (!number(Length, CPasswordGenerator::MinLength, CPasswordGenerator::MaxLength,
+                CPasswordGenerator::DefaultLength, &length))
+        return UsageError(Tool::tr("--length needs a number from %1 to %2.")
+                              .arg(CPasswordGenerator::MinLength)
+                              .arg(CPasswordGenerator::MaxLength),
+                          command);
+    int count = 0;
+    if (!number(Count, 1, MaxPasswordCount, 1, &count))
+        return UsageError(Tool::tr("--count needs a number from %1 to %2.").arg(1).arg(MaxPasswordCount), command);
+    int classes = CPasswordGenerator::AllClasses;
+    const std::pair<Option, CPasswordGenerator::Class> left[] = {
+        {NoSymbols, CPasswordGenerator::Symbols},
+        {NoDigits, CPasswordGenerator::Digits},
+        {NoUpper, CPasswordGenerator::Upper},
+        {NoLower, CPasswordGenerator::Lower},
+    };
+    for (const auto& [option, cls] : left) {
+        if (given(option))
+            classes &= ~cls;
+    }
+    if (classes == 0)
+        return UsageError(Tool::tr("At least one class of characters must be left."), command);
+
     const QString path = files.isEmpty() ? DefaultDataFile() : files.first();
     const QString argument = arguments.value(0);
     switch (command->id) {
@@ -343,6 +393,8 @@ int main(int argc, char* argv[])
         return ImportCSVFile(path, argument, given(PasswordStdin));
     case Export:
         return ExportCSVFile(path, argument, given(PasswordStdin), given(Force));
+    case Generate:
+        return GeneratePasswords(length, classes, count);
     }
     return ExitUsage;
 }

@@ -1,5 +1,6 @@
 #include "tools/toolcommands.h"
 
+#include "crypto/passwordgenerator.h"
 #include "crypto/wipe.h"
 #include "platform/global.h"
 #include "storage/cxfile.h"
@@ -377,6 +378,19 @@ int ChangePassword(const QString& path)
     default:
         PrintLine(Tool::tr("Password removed."));
         break;
+    }
+    return ExitOk;
+}
+
+int GeneratePasswords(int length, int classes, int count)
+{
+    CPasswordGenerator generator;
+    if (!generator.setLength(length) || !generator.setClasses(classes))
+        return ExitUsage;
+    for (int i = 0; i < count; ++i) {
+        QString password = generator.generate();
+        PrintLine(password);
+        CTerminal::wipe(password);
     }
     return ExitOk;
 }

@@ -59,5 +59,8 @@ int ImportCSVFile(const QString& path, const QString& csv, bool passwordStdin);
 // Writes every record as CSV to `csv` ("-": standard output); an existing
 // file only with `force`.
 int ExportCSVFile(const QString& path, const QString& csv, bool passwordStdin, bool force);
+// Prints `count` passwords of `length` characters over `classes`
+// (CPasswordGenerator::Class flags), one a line.
+int GeneratePasswords(int length, int classes, int count);
 
 #endif
