@@ -195,8 +195,9 @@ CxJournal::State CxJournal::decode(const std::vector<unsigned char>& raw, const 
         // Within the original length with its bytes, or wholly past it
         // without; inside one sector, inside the final length.
         const bool kept = offset < original;
-        if (offset < 0 || length <= 0 || length > Sector || offset / Sector != (offset + length - 1) / Sector
-            || offset + length > final || (kept && offset + length > original)
+        // The bound comes before any sum, which a huge offset would overflow.
+        if (offset < 0 || length <= 0 || length > Sector || offset > final - length
+            || offset / Sector != (offset + length - 1) / Sector || (kept && offset + length > original)
             || (kept && size_t(length) > raw.size() - at))
             return Torn;
         Entry e{offset, length, written, {}};
