@@ -207,6 +207,7 @@ private slots:
             QCOMPARE(child<QLabel>(d, "label2")->text(), QStringLiteral("URL"));
             QCOMPARE(child<QLineEdit>(d, "field4")->text(), QStringLiteral("pw"));
             QCOMPARE(states(d), QStringLiteral("01100"));
+            QVERIFY(!child<QPushButton>(d, "generate")->isEnabled());
             // A long value reads from its start, and can be selected and
             // copied without editing.
             auto* field = child<QLineEdit>(d, "field2");
@@ -237,6 +238,15 @@ private slots:
             QTest::keyClick(combo, Qt::Key_Down);
             QCOMPARE(combo->currentText(), QStringLiteral("Calling Card"));
             QCOMPARE(child<QLabel>(d, "label2")->text(), QStringLiteral("Access #"));
+            // Generate fills the field the user is in, and only that one.
+            auto* secret = child<QLineEdit>(d, "field4");
+            QTest::mouseClick(secret, Qt::LeftButton);
+            click(d, "generate");
+            const QString first = secret->text();
+            click(d, "generate");
+            QCOMPARE(secret->text().size(), 20);
+            QVERIFY(secret->text() != first);
+            QVERIFY(child<QLineEdit>(d, "field1")->text().isEmpty());
             tapClose(d);
         });
         m_list->slotNewRecord();

@@ -1,5 +1,6 @@
 #include "ui/dlgrecordedit.h"
 
+#include "crypto/passwordgenerator.h"
 #include "platform/messagebox.h"
 #include "platform/resource.h"
 #include "ui/guardedcopy.h"
@@ -49,6 +50,12 @@ CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, c
 
     m_btnEdit = makeIconButton("edit", QStringLiteral("korel/buttons/edit"), 139);
     m_btnDelete = makeIconButton("delete", QStringLiteral("korel/buttons/delete"), 165);
+    // Beside them, in words: there is no picture for it on the handheld.
+    m_btnGenerate = new QPushButton(tr("Generate"), this);
+    m_btnGenerate->setObjectName(QStringLiteral("generate"));
+    m_btnGenerate->setGeometry(5, 5, 64, 23);
+    m_btnGenerate->setFocusPolicy(Qt::NoFocus);
+    m_btnGenerate->setAutoDefault(false);
 
     makeLabel(this, tr("Category:"), 5, 36, 50, 16);
     m_category = new QComboBox(this);
@@ -123,6 +130,7 @@ CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, c
 
     connect(m_btnEdit, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnEdit);
     connect(m_btnDelete, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnDelete);
+    connect(m_btnGenerate, &QPushButton::clicked, this, &CdlgRecordEdit::slotBtnGenerate);
     connect(m_category, &QComboBox::textActivated, this, &CdlgRecordEdit::slotCategoryChanged);
     UpdateControlState();
     if (m_isNew)
@@ -134,6 +142,11 @@ bool CdlgRecordEdit::confirmDelete(QWidget* parent, const CVault& vault, const C
     return CMessageBox::question(parent, tr("Delete Record?"),
                                  tr("Are you sure you want to delete\nthe: %1\nrecord ?").arg(vault.text(record, 0)),
                                  QMessageBox::Information);
+}
+
+QString CdlgRecordEdit::lockedEditText()
+{
+    return tr("Unable to edit an\nencrypted record.\nPlease unlock the data first.");
 }
 
 QString CdlgRecordEdit::lockedDeleteText()
@@ -168,11 +181,23 @@ QPushButton* CdlgRecordEdit::makeIconButton(const char* name, const QString& pic
     return button;
 }
 
-void CdlgRecordEdit::Run(CvxListView* list, const CRecord* record, bool edit)
+void CdlgRecordEdit::Run(CvxListView* list, const CRecord* record)
 {
     CdlgRecordEdit dlg(list->vault(), list, list->filter(), record);
-    if (edit)
-        dlg.slotBtnEdit();
+    dlg.exec();
+}
+
+void CdlgRecordEdit::RunEdit(CvxListView* list, int key)
+{
+    CVault& vault = list->vault();
+    const CRecord* shown = vault.records().find(key);
+    if (shown && shown->encrypted && vault.isLocked() && !UnlockDatabase(vault, list, list, lockedEditText()))
+        return;
+    shown = vault.records().find(key);
+    if (!shown)
+        return;
+    CdlgRecordEdit dlg(vault, list, list->filter(), shown);
+    dlg.slotBtnEdit();
     dlg.exec();
 }
 
@@ -231,6 +256,7 @@ void CdlgRecordEdit::UpdateControlState()
     m_category->setEnabled(m_editing && m_isNew);
     m_btnEdit->setEnabled(!m_editing);
     m_btnDelete->setEnabled(!m_editing);
+    m_btnGenerate->setEnabled(m_editing);
     // Viewed fields are read-only rather than disabled, so that a long
     // value can be scrolled through, selected and copied.
     // Viewing, none takes the focus before it is tapped.
@@ -252,8 +278,7 @@ void CdlgRecordEdit::slotBtnEdit()
         return;
     const CRecord* shown = record();
     if (m_vault.isLocked() && shown && shown->encrypted) {
-        CMessageBox::information(this, tr("Edit Record"),
-                                 tr("Unable to edit an\nencrypted record.\nPlease unlock the data first."));
+        CMessageBox::information(this, tr("Edit Record"), lockedEditText());
         return;
     }
     m_editing = true;
@@ -263,6 +288,22 @@ void CdlgRecordEdit::slotBtnEdit()
         field->end(false);
     setWindowTitle(tr("Edit Record"));
     m_fields[0]->setFocus();
+}
+
+void CdlgRecordEdit::slotBtnGenerate()
+{
+    // The button takes no focus, so the field the user was in still has it.
+    QWidget* focus = focusWidget();
+    for (QLineEdit* field : m_fields) {
+        if (field != focus || field->isReadOnly())
+            continue;
+        QString password = CPasswordGenerator().generate();
+        // Typed over the old text, so that Undo brings it back.
+        field->selectAll();
+        field->insert(password);
+        password.fill(QChar(' '));
+        return;
+    }
 }
 
 void CdlgRecordEdit::slotBtnDelete()

@@ -34,8 +34,11 @@ public:
     ~CdlgRecordEdit() override;
 
     // The list's row tap (a record) and its New command (none): runs the
-    // dialog on the list's vault and filter; `edit` starts it in editing.
-    static void Run(CvxListView* list, const CRecord* record, bool edit = false);
+    // dialog on the list's vault and filter.
+    static void Run(CvxListView* list, const CRecord* record);
+    // The row menu's Edit: unlocks first when the record needs it, then
+    // runs the dialog in editing.
+    static void RunEdit(CvxListView* list, int key);
     // The row menu's Delete: the dialog's question, unlock and message,
     // without the dialog.
     static void RunDelete(CvxListView* list, int key);
@@ -47,11 +50,14 @@ public slots:
     void accept() override;
     void slotBtnEdit();
     void slotBtnDelete();
+    // Fills the field that has the focus with a new random password.
+    void slotBtnGenerate();
     void slotCategoryChanged(const QString& name);
 
 private:
     static bool confirmDelete(QWidget* parent, const CVault& vault, const CRecord& record);
     static QString lockedDeleteText();
+    static QString lockedEditText();
     QPushButton* makeIconButton(const char* name, const QString& picture, int x);
     // The seven texts as the user has them: field 1 to 6, then the note.
     QString text(int number) const;
@@ -72,6 +78,7 @@ private:
     CNoteEdit* m_note;
     QPushButton* m_btnEdit;
     QPushButton* m_btnDelete;
+    QPushButton* m_btnGenerate;
     // The look of the read-only fields while viewing.
     QPalette m_viewPalette;
 

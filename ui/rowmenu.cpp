@@ -62,7 +62,7 @@ void CRowMenu::Run(CvxListView* list, int key, const QPoint& at)
             CdlgRecordEdit::Run(list, record);
         return;
     case Edit:
-        EditRecord(list, key);
+        CdlgRecordEdit::RunEdit(list, key);
         return;
     case Delete:
         CdlgRecordEdit::RunDelete(list, key);
@@ -71,18 +71,6 @@ void CRowMenu::Run(CvxListView* list, int key, const QPoint& at)
         Copy(list, key, command);
         return;
     }
-}
-
-void CRowMenu::EditRecord(CvxListView* list, int key)
-{
-    CVault& vault = list->vault();
-    const CRecord* record = vault.records().find(key);
-    if (record && record->encrypted && vault.isLocked()
-        && !UnlockDatabase(vault, list, list, CdlgRecordEdit::tr("Unable to edit an\nencrypted record.\nPlease unlock the data first.")))
-        return;
-    record = vault.records().find(key);
-    if (record)
-        CdlgRecordEdit::Run(list, record, true);
 }
 
 void CRowMenu::Copy(CvxListView* list, int key, int number)

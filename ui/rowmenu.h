@@ -25,7 +25,6 @@ private:
     // Copies field `number` (0 to 5) of the record to the clipboard, asking
     // for the password first when it is protected and the data locked.
     static void Copy(CvxListView* list, int key, int number);
-    static void EditRecord(CvxListView* list, int key);
 };
 
 #endif
