@@ -242,9 +242,9 @@ QString Usage(const Command* command)
         exitRows += Row(exit[0], exit[1], 5);
     return Tool::tr("Usage: %1").arg(QStringLiteral("vaultix-tool [--file PATH] COMMAND [ARGUMENTS]"))
            + QStringLiteral("\n\n")
-           + Wrapped(Tool::tr("Reads and maintains a Vaultix data file. list, show, categories, passwd, import "
-                              "and export create the file with the default categories when it does not exist "
-                              "(its folder must exist)."), 0)
+           + Wrapped(Tool::tr("Reads and maintains a Vaultix data file. list, find, show, categories, passwd, "
+                              "import and export create the file with the default categories when it does not "
+                              "exist (its folder must exist)."), 0)
            + QStringLiteral("\n\n") + Tool::tr("Commands:") + u'\n' + commands + u'\n' + Tool::tr("Options:")
            + u'\n' + OptionRows(NoOption) + u'\n'
            + Wrapped(Tool::tr("Passwords are never taken from the command line. --password-stdin reads the "

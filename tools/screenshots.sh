@@ -128,7 +128,7 @@ shot 09-sorted-by-field2
 tap $UTILITY
 sleep 0.6
 shot 10-utility-menu
-keys Down Return                 # Password
+keys Down Down Return            # Password
 await "Set Password"
 shot 11-change-password
 typed wrong
@@ -139,7 +139,7 @@ keys Return
 gone "Password Incorrect"
 tap $UTILITY
 sleep 0.4
-keys Down Return
+keys Down Down Return
 await "Set Password"
 typed secret
 keys Tab
@@ -158,7 +158,7 @@ xdotool search --onlyvisible --name "^Vaultix V1.0.0\$" windowsize --sync 240 15
 sleep 0.6
 tap $UTILITY
 sleep 0.4
-keys Down Return
+keys Down Down Return
 await "Set Password"
 shot 14-short-area-scroll-bar
 keys Next                        # a page down with the keyboard
@@ -226,7 +226,7 @@ keys Return
 gone "Enter Password"
 tap $UTILITY
 sleep 0.4
-keys Down Down Return            # Category
+keys Down Down Down Return       # Category
 await "Categories"
 shot 20-category-chooser
 geom "Categories"
@@ -237,7 +237,7 @@ keys Escape
 gone "Edit Category"
 tap $UTILITY
 sleep 0.4
-keys Down Down Return
+keys Down Down Down Return
 await "Categories"
 geom "Categories"
 tap $((X + 115)) $((Y + 89))     # New
@@ -252,7 +252,7 @@ shot 23-new-category
 close "New Category"
 tap $UTILITY
 sleep 0.4
-keys Down Down Return
+keys Down Down Down Return
 await "Categories"
 geom "Categories"
 tap $((X + 115)) $((Y + 48))     # Delete (Bank, which holds records)
@@ -262,7 +262,7 @@ keys Return
 gone "Deleting Category"
 tap $UTILITY
 sleep 0.4
-keys Down Down Down Return       # Configuration
+keys Down Down Down Down Return  # Configuration
 await "Configuration"
 shot 25-configuration
 geom "Configuration"
@@ -278,7 +278,7 @@ close "Select Colour"
 close "Configuration"
 tap $UTILITY
 sleep 0.4
-keys Up Return                   # About
+keys Up Up Return                # About
 await "About Vaultix"
 shot 28-about
 keys Escape
@@ -288,7 +288,7 @@ xdotool search --onlyvisible --name "^Vaultix V1.0.0\$" windowsize 240 150
 sleep 0.6
 tap $UTILITY
 sleep 0.4
-keys Down Down Return
+keys Down Down Down Return
 await "Categories"
 geom "Categories"
 tap $((X + 115)) $((Y + 89))     # New
@@ -396,7 +396,7 @@ keys Return
 gone "No Password"
 tap $UTILITY
 sleep 0.4
-keys Down Down Down Down Return  # Import
+keys Down Down Down Down Down Return  # Import
 await "Import from File"
 shot 60-import-chooser
 tap 60 179                       # passwords.csv, the fourth entry
@@ -409,7 +409,7 @@ keys Return
 gone "Import"
 tap $UTILITY
 sleep 0.4
-keys Down Down Down Down Down Return  # Export
+keys Down Down Down Down Down Down Return  # Export
 await "Export to File"
 typed backup.csv
 sleep 0.2
@@ -421,7 +421,7 @@ keys Return
 gone "Export"
 tap $UTILITY
 sleep 0.4
-keys Down Down Down Down Down Return
+keys Down Down Down Down Down Down Return
 await "Export to File"
 typed backup.csv
 keys Return
@@ -429,4 +429,54 @@ await "Export"
 shot 65-export-overwrite-question
 keys Escape                      # No: the file stays as it was
 gone "Export"
+stop_all
+
+# 7. Daily use: the menu of a held row, copying a protected field while
+# locked, Find, the clipboard time and Generate in the record dialog.
+data "$WORK/daily" 30 secret
+start "$WORK/daily"
+await "Vaultix V1.0.0"
+xdotool mousemove 60 60 mousedown 1   # the pen held on the first row
+sleep 0.8
+xdotool mouseup 1
+sleep 0.4
+shot 70-row-menu
+tap 120 147                      # Copy Account #: protected, so asked first
+await "Enter Password"
+shot 71-row-copy-unlock
+typed secret
+keys Return
+gone "Enter Password"
+keys ctrl+f
+sleep 0.3
+typed "hóme"
+sleep 0.5
+shot 72-find
+keys Escape
+sleep 0.3
+tap $UTILITY
+sleep 0.4
+keys Down Down Down Down Return  # Configuration
+await "Configuration"
+shot 73-configuration-clipboard
+keys Escape
+gone "Configuration"
+tap 170 16                       # the combo: Web Login, the last entry
+sleep 0.5
+keys End Return
+sleep 0.4
+tap $NEW_BUTTON
+await "New Record"
+typed "Shop"
+keys Tab
+typed "shop.example.com"
+keys Tab
+typed "me"
+keys Tab
+tap_in "New Record" 37 16        # Generate, into the Password field
+sleep 0.3
+shot 74-record-generate
+close "New Record"
+keys ctrl+q
+gone "Vaultix V1.0.0"
 stop_all
