@@ -1,6 +1,5 @@
-// Times the record file's operations with real fsync, once without the
-// index block cache (as the engine read before it had one) and once with
-// it, on the same sequence, and counts the system calls each makes.
+// Times the record file's operations with real fsync on one sequence, and
+// counts the system calls each makes.
 // Every change goes through the rollback journal; its system calls and
 // syncs are counted with the file's.
 // Then salvages the file into a new one, as `vaultix-tool salvage` does.
@@ -98,9 +97,9 @@ Figures measure(Counters& io, Work work)
     return {std::chrono::duration<double>(Clock::now() - start).count(), io.calls() - calls, io.syncs() - syncs};
 }
 
-void row(const char* what, const char* cache, long count, const Figures& f)
+void row(const char* what, long count, const Figures& f)
 {
-    std::printf("%-30s %-6s %7ld %9.3f %11.1f %11.1f %9.2f\n", what, cache, count, f.seconds,
+    std::printf("%-30s %7ld %9.3f %11.1f %11.1f %9.2f\n", what, count, f.seconds,
                 f.seconds * 1e6 / double(count), double(f.calls) / double(count), double(f.syncs) / double(count));
 }
 
@@ -154,13 +153,11 @@ bool salvage(const std::string& path, long records)
 }
 
 // One full run on a fresh file; false when a lookup failed.
-bool run(const std::string& path, int records, bool cache)
+bool run(const std::string& path, int records)
 {
-    const char* label = cache ? "cache" : "none";
     const std::string data(100, 'd');
     Counters io;
     CxFile file("Vaultix0001", &io.data, &io.journal);
-    file.setIndexCache(cache);
     unlink(path.c_str());
     if (file.Create(path.c_str(), 128, 1, 0) != 0) {
         std::fprintf(stderr, "cannot create %s\n", path.c_str());
@@ -171,7 +168,7 @@ bool run(const std::string& path, int records, bool cache)
     for (int32_t key : {0, 100, 101, 102, 103, 104, 105, 106, 107, 108, 1000})
         file.AddRecord(key, small.data(), int32_t(small.size()));
 
-    row("add, smallest free key", label, records,
+    row("add, smallest free key", records,
         measure(io, [&] {
             for (int i = 0; i < records; ++i)
                 addLikeTheApplication(file, data);
@@ -179,7 +176,7 @@ bool run(const std::string& path, int records, bool cache)
 
     std::vector<char> buffer(4096);
     long walked = 0;
-    row("walk and read all", label, records, measure(io, [&] {
+    row("walk and read all", records, measure(io, [&] {
             for (bool more = file.FindFirstRecord(); more; more = file.FindNextRecord()) {
                 int32_t size = 0;
                 file.ReadRecordSize(size);
@@ -191,24 +188,23 @@ bool run(const std::string& path, int records, bool cache)
     std::mt19937 rng(42);
     std::uniform_int_distribution<int> anyKey(1001, 1000 + records);
     long found = 0;
-    row("find random key", label, records, measure(io, [&] {
+    row("find random key", records, measure(io, [&] {
             for (int i = 0; i < records; ++i)
                 found += file.FindRecord(anyKey(rng));
         }));
 
     const int updates = records / 10;
-    row("find and update random key", label, updates, measure(io, [&] {
+    row("find and update random key", updates, measure(io, [&] {
             for (int i = 0; i < updates; ++i) {
                 if (file.FindRecord(anyKey(rng)))
                     file.UpdateRecord(data.data(), int32_t(data.size()));
             }
         }));
 
-    if (cache)
-        std::printf("index cache: %zu bytes for %ld records; file %lld bytes\n", file.indexCacheBytes(), walked,
-                    static_cast<long long>(io.data.size()));
+    std::printf("in memory: %lld bytes for %ld records; file %lld bytes\n", static_cast<long long>(file.size()),
+                walked, static_cast<long long>(io.data.size()));
     file.Close();
-    const bool salvaged = !cache || salvage(path, walked);
+    const bool salvaged = salvage(path, walked);
     unlink(path.c_str());
     return found == records && salvaged;
 }
@@ -222,9 +218,7 @@ int main(int argc, char** argv)
     const std::string path = dir + "/bench_cxfile_" + std::to_string(getpid()) + ".dat";
     std::printf("file %s (%s), block size 128, %d records of 100 bytes\n\n", path.c_str(), filesystemOf(dir),
                 records);
-    std::printf("%-30s %-6s %7s %9s %11s %11s %9s\n", "operation", "index", "count", "seconds", "us each",
-                "calls each", "fsync each");
-    const bool before = run(path, records, false);
-    const bool after = run(path, records, true);
-    return before && after ? 0 : 1;
+    std::printf("%-30s %7s %9s %11s %11s %9s\n", "operation", "count", "seconds", "us each", "calls each",
+                "fsync each");
+    return run(path, records) ? 0 : 1;
 }

@@ -80,53 +80,98 @@ CxFile::~CxFile()
 
 int CxFile::Open(const char* path)
 {
-    return openAs(path, CxIo::Mode::ReadWrite);
+    return openAs(path, CxIo::Mode::ReadWrite, Inspector());
 }
 
-int CxFile::OpenReadOnly(const char* path)
+int CxFile::Open(const char* path, const Inspector& inspect)
 {
-    return openAs(path, CxIo::Mode::ReadOnly);
+    return openAs(path, CxIo::Mode::ReadWrite, inspect);
 }
 
-int CxFile::openAs(const char* path, CxIo::Mode mode)
+int CxFile::OpenReadOnly(const char* path, const Inspector& inspect)
+{
+    return openAs(path, CxIo::Mode::ReadOnly, inspect);
+}
+
+// The file is read whole, once; a journal is judged against those bytes
+// and applied to them, and only a file found to be ours (and accepted by
+// `inspect`) is written to: the journal played back or moved aside.
+int CxFile::openAs(const char* path, CxIo::Mode mode, const Inspector& inspect)
 {
     if (isOpen())
         Close();
-    if (const int error = m_io->open(path, mode))
+    clearError();
+    m_journalState = CxJournal::Absent;
+    m_staleJournal.clear();
+    if (const int error = m_io->open(path, mode)) {
+        fail(error, std::string(path) + " cannot be opened");
         return error == ENOENT ? -1 : -2;
+    }
     m_readOnly = mode == CxIo::Mode::ReadOnly;
     m_stuck = false;
     m_path = path;
-    m_staleJournal.clear();
-    clearError();
 
-    int64_t size = m_io->size();
+    const int64_t size = m_io->size();
     // No offset in the file can reach past this: such a file is not ours,
     // and nothing of it is read.
     if (size > MaxFileSize) {
         Close();
         return -3;
     }
+    if (size < 0 || !m_image.resize(size) || (size > 0 && !m_io->read(0, m_image.data(), size))) {
+        fail(size < 0 ? EIO : m_image.size() < size ? ENOMEM : m_io->lastError(), m_path + " cannot be read");
+        Close();
+        return -2;
+    }
     const std::string journal = CxJournal::pathFor(m_path);
-    m_journalState = m_journal.load(*m_journalIo, journal, journalId(), *m_io);
+    m_journalState = m_journal.load(*m_journalIo, journal, journalId(), size,
+                                    [this](int64_t offset, unsigned char* buffer, int64_t length) {
+                                        return readRaw(offset, buffer, length);
+                                    });
     if (m_journalState == CxJournal::Hot) {
-        if (m_readOnly) {
-            // Read through the original bytes instead of writing them back.
-            for (const CxJournal::Entry& e : m_journal.entries()) {
-                if (!e.bytes.empty())
-                    m_overlay[e.offset] = e.bytes;
-            }
-        } else {
-            if (!m_journal.playBack(*m_io)) {
-                m_journal.clear();
-                Close();
-                return -2;
-            }
-            // Should the removal fail, the journal still fits the file as
-            // it is now, and playing it back again changes nothing.
-            m_journalIo->remove(journal.c_str());
+        // As the file reads once the interrupted change is undone; read-only,
+        // it is read so without writing anything back.
+        if (!m_image.resize(m_journal.originalLength())) {
+            m_journal.clear();
+            Close();
+            return -2;
         }
-        size = m_journal.originalLength();
+        for (const CxJournal::Entry& e : m_journal.entries()) {
+            if (!e.bytes.empty())
+                std::memcpy(m_image.data() + e.offset, e.bytes.data(), e.bytes.size());
+        }
+    }
+
+    unsigned char raw[HeaderSize];
+    if (m_image.size() < HeaderSize || !readRaw(0, raw, HeaderSize)
+        || std::strncmp(reinterpret_cast<const char*>(raw), m_signature, sizeof m_signature) != 0) {
+        m_journal.clear();
+        Close();
+        return -3;
+    }
+    decodeHeader(raw, m_header);
+    // A block size our writer can never produce would make every block
+    // computation meaningless; such a file is not ours.
+    if (m_header.blockSize < MinBlockSize || m_header.blockSize > MaxBlockSize) {
+        m_journal.clear();
+        Close();
+        return -3;
+    }
+    if (inspect && !inspect(m_image.data(), m_image.size())) {
+        m_journal.clear();
+        Close();
+        return -4;
+    }
+
+    if (m_journalState == CxJournal::Hot && !m_readOnly) {
+        if (!m_journal.playBack(*m_io)) {
+            m_journal.clear();
+            Close();
+            return -2;
+        }
+        // Should the removal fail, the journal still fits the file as it
+        // is now, and playing it back again changes nothing.
+        m_journalIo->remove(journal.c_str());
     } else if (m_journalState == CxJournal::Foreign && !m_readOnly) {
         // Kept for whoever wants to look at it, out of the way of the next
         // change's journal.
@@ -135,21 +180,7 @@ int CxFile::openAs(const char* path, CxIo::Mode mode)
             m_staleJournal = aside;
     }
     m_journal.clear();
-
-    unsigned char raw[HeaderSize];
-    if (size < HeaderSize || !readRaw(0, raw, HeaderSize)
-        || std::strncmp(reinterpret_cast<const char*>(raw), m_signature, sizeof m_signature) != 0) {
-        Close();
-        return -3;
-    }
-    decodeHeader(raw, m_header);
-    // A block size our writer can never produce would make every block
-    // computation meaningless; such a file is not ours.
-    if (m_header.blockSize < MinBlockSize || m_header.blockSize > MaxBlockSize) {
-        Close();
-        return -3;
-    }
-    m_fileSize = size;
+    m_fileSize = m_image.size();
 
     m_dataBlock = new unsigned char[size_t(blockSize())]();
     m_indexBlock = new unsigned char[size_t(blockSize())]();
@@ -171,6 +202,14 @@ int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, 
     m_path = path;
     m_staleJournal.clear();
     clearError();
+    // Nothing is truncated: bytes already there stay, and blocks follow them.
+    const int64_t existing = m_io->size();
+    if (existing < 0 || existing > MaxFileSize || !m_image.resize(existing)
+        || (existing > 0 && !m_io->read(0, m_image.data(), existing))) {
+        Close();
+        return -2;
+    }
+    m_fileSize = existing;
     // A journal of ours cannot belong to a new file; one we could not have
     // made is left where it is, and refuses every change.
     const std::string journal = CxJournal::pathFor(m_path);
@@ -192,7 +231,7 @@ int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, 
     m_header.firstIndexBlock = -1;
     m_header.freeListHead = -1;
     WriteHeader();
-    m_fileSize = std::max<int64_t>(m_io->size(), HeaderSize);
+    m_fileSize = std::max<int64_t>(m_image.size(), HeaderSize);
 
     m_dataBlock = new unsigned char[rounded]();
     m_indexBlock = new unsigned char[rounded]();
@@ -214,26 +253,14 @@ void CxFile::Close()
         m_depth = 1;
         CommitTransaction();
     }
-    dropOverlay();
+    dropUndo();
+    m_image.release();
+    m_fileSize = 0;
     if (!isOpen())
         return;
     m_io->close();
     m_currentEntry = -1;
-    m_cache.clear();
     freeBuffers();
-}
-
-void CxFile::setIndexCache(bool on)
-{
-    m_cacheOn = on;
-    m_cache.clear();
-}
-
-size_t CxFile::indexCacheBytes() const
-{
-    // Each entry: its block, plus the tree node with its key and vector.
-    constexpr size_t node = 4 * sizeof(void*) + sizeof(int32_t) + sizeof(std::vector<unsigned char>);
-    return m_cache.size() * (node + size_t(std::max(blockSize(), 0)));
 }
 
 void CxFile::freeBuffers()
@@ -260,49 +287,31 @@ bool CxFile::usable(int64_t offset) const
     return offset >= HeaderSize && offset + blockSize() <= m_fileSize;
 }
 
-// Reads from a cached block when one holds the whole range.
-bool CxFile::fetch(int64_t offset, void* buffer, int64_t length)
-{
-    auto it = m_cache.upper_bound(int32_t(std::min<int64_t>(offset, INT32_MAX)));
-    if (it != m_cache.begin()) {
-        --it;
-        if (offset + length <= int64_t(it->first) + blockSize()) {
-            std::memcpy(buffer, it->second.data() + (offset - it->first), size_t(length));
-            return true;
-        }
-    }
-    return readRaw(offset, buffer, length);
-}
-
-// Writes through, and keeps every cached block that the range touches
-// equal to the file (or drops it when the write failed and the file's
-// bytes are unknown).
+// Outside a transaction a write goes straight to the file, and the copy
+// follows it; should the write fail, the copy takes back what the file
+// holds there, and when even that cannot be read no change is taken.
 bool CxFile::put(int64_t offset, const void* buffer, int64_t length)
 {
     if (m_readOnly || m_stuck)
         return false;
-    const bool written = m_depth > 0 ? stage(offset, static_cast<const unsigned char*>(buffer), length)
-                                     : m_io->write(offset, buffer, length);
-    if (!written && m_depth > 0)
+    if (m_depth > 0) {
+        if (stage(offset, static_cast<const unsigned char*>(buffer), length))
+            return true;
         m_failed = true;
-    auto it = m_cache.lower_bound(int32_t(std::max<int64_t>(offset - blockSize() + 1, INT32_MIN)));
-    while (it != m_cache.end() && it->first < offset + length) {
-        if (!written) {
-            it = m_cache.erase(it);
-            continue;
-        }
-        const int64_t from = std::max<int64_t>(offset, it->first);
-        const int64_t to = std::min<int64_t>(offset + length, int64_t(it->first) + blockSize());
-        std::memcpy(it->second.data() + (from - it->first), static_cast<const unsigned char*>(buffer) + (from - offset),
-                    size_t(to - from));
-        ++it;
+        return false;
     }
-    return written;
-}
-
-bool CxFile::readBlock(int32_t offset, unsigned char* block)
-{
-    return usable(offset) && fetch(offset, block, blockSize());
+    if (!m_io->write(offset, buffer, length)) {
+        const int64_t known = std::min(offset + length, m_image.size()) - offset;
+        if (known > 0 && !m_io->read(offset, m_image.data() + offset, known))
+            m_stuck = true;
+        return false;
+    }
+    if (offset + length > m_image.size() && !m_image.resize(offset + length)) {
+        m_stuck = true;
+        return false;
+    }
+    std::memcpy(m_image.data() + offset, buffer, size_t(length));
+    return true;
 }
 
 bool CxFile::writeBlock(int32_t offset, const unsigned char* block)
@@ -312,17 +321,8 @@ bool CxFile::writeBlock(int32_t offset, const unsigned char* block)
 
 bool CxFile::loadIndexBlock(int32_t offset, unsigned char* block)
 {
-    if (!usable(offset))
+    if (!usable(offset) || !readRaw(offset, block, blockSize()))
         return false;
-    auto it = m_cache.find(offset);
-    if (it != m_cache.end()) {
-        std::memcpy(block, it->second.data(), size_t(blockSize()));
-    } else {
-        if (!readRaw(offset, block, blockSize()))
-            return false;
-        if (m_cacheOn && int64_t(m_cache.size()) < maxBlocks())
-            m_cache.emplace(offset, std::vector<unsigned char>(block, block + blockSize()));
-    }
     // A damaged block must not send its write-back elsewhere or claim
     // more entries than fit.
     setField(block, IxOwn, offset);
@@ -672,22 +672,26 @@ bool CxFile::ReadRecord(char* buffer, int32_t& size)
     const int32_t payload = CxLayout::payload(blockSize());
     int32_t offset = field(e, EnFirst);
     for (int64_t steps = 0; offset >= 1 && steps < maxBlocks(); ++steps) {
-        if (!readBlock(offset, m_dataBlock))
+        if (!usable(offset))
             break;
+        const unsigned char* block = m_image.data() + offset;
         // A lying length or used count never makes us write past the
         // caller's buffer.
-        const int32_t used = std::min(std::min(std::max(field(m_dataBlock, DbUsed), 0), payload), length - size);
+        const int32_t used = std::min(std::min(std::max(field(block, DbUsed), 0), payload), length - size);
         if (used > 0 && buffer)
-            std::memcpy(buffer + size, m_dataBlock + DataHeadSize, size_t(used));
+            std::memcpy(buffer + size, block + DataHeadSize, size_t(used));
         size += used;
-        offset = field(m_dataBlock, DbNext);
+        offset = field(block, DbNext);
     }
     return true;
 }
 
+// Each block is written whole from a buffer that holds only this record:
+// the unused tail of its last block is zeros, and the buffer is wiped after.
 void CxFile::writeDataChain(int32_t first, const char* data, int32_t size)
 {
     const int32_t payload = CxLayout::payload(blockSize());
+    std::memset(m_dataBlock, 0, size_t(blockSize()));
     setField(m_dataBlock, DbPrev, -1);
     if (size <= 0) {
         setField(m_dataBlock, DbNext, -1);
@@ -701,6 +705,8 @@ void CxFile::writeDataChain(int32_t first, const char* data, int32_t size)
         const int32_t used = std::min(size - done, payload);
         setField(m_dataBlock, DbUsed, used);
         std::memcpy(m_dataBlock + DataHeadSize, data + done, size_t(used));
+        if (used < payload)
+            std::memset(m_dataBlock + DataHeadSize + used, 0, size_t(payload - used));
         done += used;
         const int32_t next = done < size ? GetFreeBlock() : -1;
         setField(m_dataBlock, DbNext, next);
@@ -708,16 +714,18 @@ void CxFile::writeDataChain(int32_t first, const char* data, int32_t size)
         setField(m_dataBlock, DbPrev, offset);
         offset = next;
     }
+    std::memset(m_dataBlock, 0, size_t(blockSize()));
 }
 
 void CxFile::freeDataChain(int32_t first)
 {
     int32_t offset = first;
     const int64_t limit = maxBlocks();
+    unsigned char link[4];
     for (int64_t steps = 0; offset >= 1 && steps < limit; ++steps) {
-        if (!readBlock(offset, m_dataBlock))
+        if (!usable(offset) || !readRaw(offset + DbNext, link, sizeof link))
             break;
-        const int32_t next = field(m_dataBlock, DbNext);
+        const int32_t next = GetLE32(link);
         FreeBlock(offset);
         offset = next;
     }
@@ -823,14 +831,15 @@ int32_t CxFile::GetFreeBlock()
     int32_t result = -1;
     const int32_t head = m_header.freeListHead;
     unsigned char link[4];
-    if (head > 0 && usable(head) && fetch(head + FrNext, link, sizeof link)) {
+    if (head > 0 && usable(head) && readRaw(head + FrNext, link, sizeof link)) {
         result = head;
         m_header.freeListHead = GetLE32(link);
     } else {
         // A head outside the file is damage: leave the list alone and grow.
         // Blocks are only appended, so the end is known without asking.
         const int64_t end = m_fileSize;
-        if (end < HeaderSize || end + blockSize() > INT32_MAX || !put(end, m_dataBlock, blockSize()))
+        static const unsigned char zeros[MaxBlockSize] = {};
+        if (end < HeaderSize || end + blockSize() > INT32_MAX || !put(end, zeros, blockSize()))
             return -1;
         result = int32_t(end);
         m_fileSize = std::max<int64_t>(m_fileSize, end + blockSize());
@@ -850,7 +859,7 @@ void CxFile::FreeBlock(int32_t offset)
     // disk may write the header first, and a stale first word (an index
     // block's lowest key) would then hand out a live block. The common case,
     // a data chain freed front to back, finds the link there already.
-    if (!fetch(offset + FrNext, old, sizeof old) || std::memcmp(old, link, sizeof link) != 0) {
+    if (!readRaw(offset + FrNext, old, sizeof old) || std::memcmp(old, link, sizeof link) != 0) {
         put(offset + FrNext, link, sizeof link);
         FlushToDisk();
     }
@@ -893,55 +902,54 @@ int64_t CxFile::pageLength(int64_t page) const
     return page == 0 ? HeaderSize : blockSize();
 }
 
+size_t CxFile::pageIndex(int64_t page) const
+{
+    return page == 0 ? 0 : size_t((page - HeaderSize) / blockSize()) + 1;
+}
+
 // The file's bytes as the open transaction (or, read-only, the journal)
 // has them.
-bool CxFile::readRaw(int64_t offset, void* buffer, int64_t length)
+bool CxFile::readRaw(int64_t offset, void* buffer, int64_t length) const
 {
-    if (m_overlay.empty())
-        return m_io->read(offset, buffer, length);
-    auto it = m_overlay.upper_bound(offset);
-    if (it != m_overlay.begin()) {
-        --it;
-        if (offset + length <= it->first + int64_t(it->second.size())) {
-            std::memcpy(buffer, it->second.data() + (offset - it->first), size_t(length));
-            return true;
-        }
-    }
-    if (!m_io->read(offset, buffer, length))
+    if (offset < 0 || length < 0 || offset + length > m_image.size())
         return false;
-    it = m_overlay.lower_bound(offset - MaxBlockSize);
-    for (; it != m_overlay.end() && it->first < offset + length; ++it) {
-        const int64_t from = std::max(offset, it->first);
-        const int64_t to = std::min(offset + length, it->first + int64_t(it->second.size()));
-        if (from < to)
-            std::memcpy(static_cast<unsigned char*>(buffer) + (from - offset), it->second.data() + (from - it->first),
-                        size_t(to - from));
-    }
+    if (length > 0)
+        std::memcpy(buffer, m_image.data() + offset, size_t(length));
     return true;
 }
 
-// Keeps a write of the open transaction in memory, piece by piece; a piece
-// first written in part starts as the file holds it.
+// Keeps the original bytes of a piece the open transaction is about to
+// write for the first time: the journal's bytes, and what the copy goes
+// back to should the change not reach the disk.
+bool CxFile::keepOriginal(int64_t page)
+{
+    const size_t index = pageIndex(page);
+    if (index >= m_isTouched.size())
+        m_isTouched.resize(std::max(index + 1, m_isTouched.size() * 2), 0);
+    if (m_isTouched[index])
+        return true;
+    const int64_t kept = std::max<int64_t>(0, std::min(pageLength(page), m_originalSize - page));
+    const int64_t at = m_originals.size();
+    if (!m_originals.append(m_image.data() + page, kept))
+        return false;
+    m_touched.push_back({page, at, kept});
+    m_isTouched[index] = 1;
+    return true;
+}
+
+// Writes the open transaction's bytes into the copy, keeping the original
+// bytes of each piece first touched.
 bool CxFile::stage(int64_t offset, const unsigned char* buffer, int64_t length)
 {
-    while (length > 0) {
-        const int64_t page = pageOf(offset);
-        const int64_t size = pageLength(page);
-        auto it = m_overlay.find(page);
-        if (it == m_overlay.end()) {
-            std::vector<unsigned char> bytes(size_t(size), 0);
-            const int64_t present = std::min(size, m_fileSize - page);
-            const bool whole = offset == page && length >= size;
-            if (!whole && present > 0 && !readRaw(page, bytes.data(), present))
-                return false;
-            it = m_overlay.emplace(page, std::move(bytes)).first;
-        }
-        const int64_t n = std::min(length, page + size - offset);
-        std::memcpy(it->second.data() + (offset - page), buffer, size_t(n));
-        offset += n;
-        buffer += n;
-        length -= n;
+    if (offset < 0 || length < 0)
+        return false;
+    for (int64_t page = pageOf(offset); page < offset + length; page = page == 0 ? HeaderSize : page + blockSize()) {
+        if (!keepOriginal(page))
+            return false;
     }
+    if (offset + length > m_image.size() && !m_image.resize(offset + length))
+        return false;
+    std::memcpy(m_image.data() + offset, buffer, size_t(length));
     return true;
 }
 
@@ -963,54 +971,77 @@ bool CxFile::CommitTransaction()
     if (m_failed && m_error == 0)
         fail(m_stuck || m_readOnly ? EROFS : EIO, m_path + " cannot be changed");
     const bool ok = !m_failed && writeOut();
-    if (!ok && !m_stuck)
+    if (!ok)
         forgetChange();
-    dropOverlay();
+    dropUndo();
     m_failed = false;
     return ok;
 }
 
+// Each run of adjacent pieces in one write: the written bytes from the
+// copy, or the original ones (within the original length) to undo them.
+bool CxFile::writeRuns(const std::vector<CxJournal::Piece>& pieces, bool originals)
+{
+    // What of a piece goes out: all of it, or its part within the original
+    // length, past which the file is cut anyway.
+    auto part = [&](const CxJournal::Piece& p) {
+        return originals ? std::max<int64_t>(0, std::min(p.length, m_originalSize - p.offset)) : p.length;
+    };
+    CxBytes run;
+    bool ok = true;
+    for (size_t i = 0; ok && i < pieces.size();) {
+        const int64_t from = pieces[i].offset;
+        int64_t to = from;
+        size_t j = i;
+        while (j < pieces.size() && pieces[j].offset == to) {
+            const int64_t n = part(pieces[j]);
+            to += n;
+            if (n < pieces[j++].length)
+                break;
+        }
+        if (to > from && !originals) {
+            ok = m_io->write(from, m_image.data() + from, to - from);
+        } else if (to > from) {
+            if (!run.resize(to - from))
+                return false;
+            for (size_t k = i; k < j; ++k) {
+                if (const int64_t n = part(pieces[k]))
+                    std::memcpy(run.data() + (pieces[k].offset - from), pieces[k].before, size_t(n));
+            }
+            ok = m_io->write(from, run.data(), to - from);
+        }
+        i = j;
+    }
+    return ok;
+}
+
 // Journal first, synced; then the file, synced; then away with the journal.
-// Should anything fail once the file was touched, the journal's bytes are
+// Should anything fail once the file was touched, the original bytes are
 // put back at once, so that the file is as before whatever happens next.
 bool CxFile::writeOut()
 {
-    if (m_overlay.empty())
+    if (m_touched.empty())
         return true;
     if (!writable())
         return fail(EROFS, m_path + " is open for reading only");
-    m_journal.clear(m_originalSize);
-    m_journal.setFinalLength(m_fileSize);
-    std::vector<unsigned char> original(static_cast<size_t>(MaxBlockSize));
+    std::sort(m_touched.begin(), m_touched.end(),
+              [](const Original& a, const Original& b) { return a.page < b.page; });
     // A piece reaches past the end when the file's length is not a whole
-    // number of blocks; what lies past it is never written.
-    auto note = [&](int64_t offset, const unsigned char* after, int64_t size) {
-        const int64_t n = std::min(size, m_fileSize - offset);
-        const int64_t kept = std::min(n, m_originalSize - offset);
-        if (n <= 0)
-            return true;
-        if (kept > 0 && !m_io->read(offset, original.data(), kept))
-            return false;
-        m_journal.add(offset, original.data(), after, n);
-        return true;
-    };
-    bool ok = true;
-    // The header is always in it, written or not: it tells this file from
+    // number of blocks; what lies past it is never written. The header is
+    // always in the journal, written or not: it tells this file from
     // another put in its place.
-    if (m_overlay.begin()->first != 0) {
-        unsigned char header[HeaderSize];
-        ok = m_io->read(0, header, HeaderSize) && note(0, header, HeaderSize);
-    }
-    for (const auto& piece : m_overlay)
-        ok = ok && note(piece.first, piece.second.data(), int64_t(piece.second.size()));
-    std::memset(original.data(), 0, original.size());
-    if (!ok) {
-        m_journal.clear();
-        return fail(m_io->lastError(), m_path + " cannot be read");
+    std::vector<CxJournal::Piece> pieces;
+    pieces.reserve(m_touched.size() + 1);
+    if (m_touched.front().page != 0)
+        pieces.push_back({0, HeaderSize, m_image.data(), m_image.data()});
+    for (const Original& o : m_touched) {
+        const int64_t n = std::min(pageLength(o.page), m_fileSize - o.page);
+        if (n > 0)
+            pieces.push_back({o.page, n, m_originals.data() + o.at, m_image.data() + o.page});
     }
 
     const std::string path = CxJournal::pathFor(m_path);
-    std::vector<unsigned char> journal = m_journal.encode(journalId());
+    std::vector<unsigned char> journal = CxJournal::encode(journalId(), m_originalSize, m_fileSize, pieces);
     int error = m_journalIo->open(path.c_str(), CxIo::Mode::CreateNew);
     if (error == EEXIST) {
         // Left by a change that never touched the file, or played back
@@ -1025,13 +1056,12 @@ bool CxFile::writeOut()
         }
     }
     bool created = error == 0;
-    ok = created && m_journalIo->write(0, journal.data(), int64_t(journal.size())) && m_journalIo->sync();
+    bool ok = created && m_journalIo->write(0, journal.data(), int64_t(journal.size())) && m_journalIo->sync();
     if (created && !ok)
         error = m_journalIo->lastError();
     m_journalIo->close();
     std::memset(journal.data(), 0, journal.size());
     if (!ok) {
-        m_journal.clear();
         // The file is untouched; a journal we made but could not finish
         // would only be found torn, or fitting the untouched file.
         if (created)
@@ -1044,24 +1074,19 @@ bool CxFile::writeOut()
         return fail(error, path + " cannot be written");
     }
 
-    for (const auto& piece : m_overlay) {
-        const int64_t n = std::min(int64_t(piece.second.size()), m_fileSize - piece.first);
-        ok = ok && (n <= 0 || m_io->write(piece.first, piece.second.data(), n));
-    }
-    ok = ok && m_io->sync();
+    ok = writeRuns(pieces, false) && m_io->sync();
     error = ok ? 0 : m_io->lastError();
     if (ok && !m_journalIo->remove(path.c_str())) {
         // A journal left behind would undo the change at the next open.
         ok = false;
         error = m_journalIo->lastError();
     }
-    if (ok) {
-        m_journal.clear();
+    if (ok)
         return true;
-    }
 
-    const bool undone = m_journal.playBack(*m_io);
-    m_journal.clear();
+    // As playing the journal back would: the original bytes, the original
+    // length, synced.
+    const bool undone = writeRuns(pieces, true) && m_io->truncate(m_originalSize) && m_io->sync();
     if (!undone) {
         // The journal stays, and rolls the file back when it is next opened.
         m_stuck = true;
@@ -1085,24 +1110,31 @@ void CxFile::clearError()
     m_errorText.clear();
 }
 
-// A change that never reached the file: read the file as it is.
+// A change that never reached the file: the copy goes back to the file as
+// it was before it (the file is so, or will be once its journal is played
+// back at the next open).
 void CxFile::forgetChange()
 {
-    dropOverlay();
+    for (const Original& o : m_touched) {
+        if (o.kept > 0)
+            std::memcpy(m_image.data() + o.page, m_originals.data() + o.at, size_t(o.kept));
+    }
+    if (m_image.size() > m_originalSize)
+        m_image.resize(m_originalSize);
     m_fileSize = m_originalSize;
-    m_cache.clear();
     m_currentEntry = -1;
     unsigned char raw[HeaderSize];
-    if (isOpen() && m_io->read(0, raw, HeaderSize))
+    if (isOpen() && readRaw(0, raw, HeaderSize))
         decodeHeader(raw, m_header);
     if (m_indexBlock && m_header.firstIndexBlock > 0)
         loadIndexBlock(m_header.firstIndexBlock, m_indexBlock);
 }
 
-void CxFile::dropOverlay()
+void CxFile::dropUndo()
 {
-    // Pieces may hold record bytes.
-    for (auto& piece : m_overlay)
-        std::memset(piece.second.data(), 0, piece.second.size());
-    m_overlay.clear();
+    for (const Original& o : m_touched)
+        m_isTouched[pageIndex(o.page)] = 0;
+    m_touched.clear();
+    // They are record bytes.
+    m_originals.clear();
 }

@@ -1,6 +1,7 @@
 #ifndef VAULTIX_STORAGE_CXFILE_H
 #define VAULTIX_STORAGE_CXFILE_H
 
+#include "storage/cxbytes.h"
 #include "storage/cxio.h"
 #include "storage/cxjournal.h"
 #include "storage/cxlayout.h"
@@ -8,7 +9,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,9 +31,13 @@ struct CxFileHeader
 // bytes they replace go to a rollback journal beside the file, which is
 // synced first, then the writes go out and are synced, and the journal is
 // removed. Open plays back a journal left by a crash. The file's own bytes
-// are the same as if every write had gone straight to it. Index blocks are
-// kept in memory once read, as exact copies of the file's bytes, so walks
-// cost no system calls.
+// are the same as if every write had gone straight to it.
+//
+// Open reads the whole file once, in one read, and every later read comes
+// from that copy, which each write keeps equal to the file: walks and reads
+// cost no system calls. A change writes into the copy and keeps the original
+// bytes of each piece it touches; its commit takes the journal from them and
+// writes each run of adjacent pieces in one call.
 class CxFile
 {
 public:
@@ -50,10 +55,16 @@ public:
     // a regular file or another user's is left alone, and every change
     // then fails.
     virtual int Open(const char* path);
+    // Looks at the file's bytes, as they read once an interrupted change is
+    // undone, before anything is written; false refuses the file.
+    using Inspector = std::function<bool(const unsigned char* bytes, int64_t size)>;
+    // As Open, but a file whose header is ours is first shown to `inspect`:
+    // -4, with nothing written, when it refuses the file.
+    int Open(const char* path, const Inspector& inspect);
     // As Open, on a file that may only be read: every change then fails
     // and nothing is ever written. A journal left by an interrupted change
     // is not played back, but the file reads as if it had been.
-    int OpenReadOnly(const char* path);
+    int OpenReadOnly(const char* path, const Inspector& inspect = Inspector());
     // 0 on success, -2 when the file cannot be opened. A journal of ours
     // beside the path is removed: it cannot belong to a new file.
     virtual int Create(const char* path, unsigned blockSize, unsigned versionMajor, unsigned versionMinor);
@@ -100,7 +111,8 @@ public:
     // Why the last commit failed: the errno of the failing call (ELOOP,
     // EINVAL or EPERM: the journal's path is a link, not a regular file, or
     // another user's) and a sentence naming the file and the cause; 0 and
-    // empty after a commit that succeeded.
+    // empty after a commit that succeeded. After an open that returned -2,
+    // why the file could not be opened or read.
     int lastError() const { return m_error; }
     const std::string& lastErrorText() const { return m_errorText; }
 
@@ -121,12 +133,10 @@ public:
     bool isReadOnly() const { return m_readOnly; }
     const CxFileHeader& header() const { return m_header; }
 
-    // The index block cache is on by default; off, every walk reads the
-    // file as the cache-less engine did (for comparison in tests and
-    // benchmarks). Switching empties it.
-    void setIndexCache(bool on);
-    // Memory the cached blocks take, in bytes.
-    size_t indexCacheBytes() const;
+    // The file's bytes as this object reads them: the open change's
+    // writes included, and, read-only, a hot journal's original bytes.
+    const unsigned char* bytes() const { return m_image.data(); }
+    int64_t size() const { return m_image.size(); }
 
 private:
     int32_t blockSize() const { return m_header.blockSize; }
@@ -134,21 +144,22 @@ private:
     bool plausibleLength(int32_t length) const;
     int64_t maxBlocks() const;
     bool usable(int64_t offset) const;
-    int openAs(const char* path, CxIo::Mode mode);
+    int openAs(const char* path, CxIo::Mode mode, const Inspector& inspect);
     bool writable() const { return isOpen() && !m_readOnly && !m_stuck; }
     CxJournalId journalId();
     int64_t pageOf(int64_t offset) const;
     int64_t pageLength(int64_t page) const;
-    bool readRaw(int64_t offset, void* buffer, int64_t length);
+    size_t pageIndex(int64_t page) const;
+    bool readRaw(int64_t offset, void* buffer, int64_t length) const;
     bool stage(int64_t offset, const unsigned char* buffer, int64_t length);
+    bool keepOriginal(int64_t page);
     bool writeOut();
+    bool writeRuns(const std::vector<CxJournal::Piece>& pieces, bool originals);
     bool fail(int error, const std::string& what, bool withReason = true);
     void clearError();
     void forgetChange();
-    void dropOverlay();
-    bool fetch(int64_t offset, void* buffer, int64_t length);
+    void dropUndo();
     bool put(int64_t offset, const void* buffer, int64_t length);
-    bool readBlock(int32_t offset, unsigned char* block);
     bool writeBlock(int32_t offset, const unsigned char* block);
     bool loadIndexBlock(int32_t offset, unsigned char* block);
     int entryCount(const unsigned char* block) const;
@@ -176,22 +187,27 @@ private:
     int64_t m_fileSize;
     int64_t m_walkSteps;
 
-    // Blocks read as index blocks, by offset, byte for byte as in the file:
-    // every write patches the copies it overlaps. At most one entry per
-    // block the file can hold, so damage cannot make it grow further.
-    std::map<int32_t, std::vector<unsigned char>> m_cache;
-    bool m_cacheOn = true;
+    // The whole file, m_fileSize bytes, as the open change has it.
+    CxBytes m_image;
     bool m_readOnly = false;
 
     // The open transaction: its depth, the file's length when it began,
-    // and the pieces of the file it has written so far (header and blocks,
-    // whole, by offset), not yet on disk. Read-only, the overlay holds the
-    // original bytes from a journal instead.
+    // and the pieces of the file it has written so far (the header, and
+    // blocks on the grid after it), each with its original bytes within
+    // that length, in the order first written. None of it is on disk yet.
+    struct Original
+    {
+        int64_t page;
+        int64_t at;   // in m_originals
+        int64_t kept; // bytes kept: the part within the original length
+    };
     int m_depth = 0;
     int64_t m_originalSize = 0;
     bool m_failed = false;
     bool m_stuck = false;
-    std::map<int64_t, std::vector<unsigned char>> m_overlay;
+    std::vector<Original> m_touched;
+    std::vector<unsigned char> m_isTouched; // by page index
+    CxBytes m_originals;
     CxJournal m_journal;
     CxJournal::State m_journalState = CxJournal::Absent;
     std::string m_staleJournal;

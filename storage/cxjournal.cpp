@@ -3,6 +3,7 @@
 #include "storage/le32.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -26,21 +27,36 @@ constexpr int64_t Sector = 512;
 // Nothing the engine writes comes near this; a larger claim is garbage.
 constexpr int64_t MaxJournal = int64_t(1) << 31;
 
+// CRC-32 (the zlib polynomial), eight bytes a step: a journal covers
+// every byte a change writes, megabytes for a password change.
 uint32_t crc32(const unsigned char* at, size_t length)
 {
-    static const auto table = [] {
-        std::vector<uint32_t> t(256);
+    static const auto tables = [] {
+        std::vector<std::array<uint32_t, 256>> t(8);
         for (uint32_t i = 0; i < 256; ++i) {
             uint32_t c = i;
             for (int k = 0; k < 8; ++k)
                 c = c & 1 ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-            t[i] = c;
+            t[0][i] = c;
+        }
+        for (size_t k = 1; k < 8; ++k) {
+            for (uint32_t i = 0; i < 256; ++i)
+                t[k][i] = (t[k - 1][i] >> 8) ^ t[0][t[k - 1][i] & 0xFF];
         }
         return t;
     }();
     uint32_t c = 0xFFFFFFFFu;
-    for (size_t i = 0; i < length; ++i)
-        c = table[(c ^ at[i]) & 0xFF] ^ (c >> 8);
+    while (length >= 8) {
+        const uint32_t one = uint32_t(GetLE32(at)) ^ c;
+        const uint32_t two = uint32_t(GetLE32(at + 4));
+        c = tables[7][one & 0xFF] ^ tables[6][(one >> 8) & 0xFF] ^ tables[5][(one >> 16) & 0xFF]
+            ^ tables[4][one >> 24] ^ tables[3][two & 0xFF] ^ tables[2][(two >> 8) & 0xFF]
+            ^ tables[1][(two >> 16) & 0xFF] ^ tables[0][two >> 24];
+        at += 8;
+        length -= 8;
+    }
+    for (; length > 0; --length, ++at)
+        c = tables[0][(c ^ *at) & 0xFF] ^ (c >> 8);
     return c ^ 0xFFFFFFFFu;
 }
 
@@ -65,6 +81,48 @@ void wipe(std::vector<unsigned char>& bytes)
 {
     if (!bytes.empty())
         std::memset(bytes.data(), 0, bytes.size());
+}
+
+// Cuts a written range into the journal's entries: none straddles a sector
+// or the original length. `take(offset, n, kept)`, where kept says the
+// entry lies within the original length and holds original bytes.
+template <typename Take>
+void forEachEntry(int64_t offset, int64_t length, int64_t originalLength, Take take)
+{
+    int64_t done = 0;
+    while (done < length) {
+        int64_t n = std::min(length - done, Sector - offset % Sector);
+        const bool kept = offset < originalLength;
+        if (kept)
+            n = std::min(n, originalLength - offset);
+        take(offset, done, n, kept);
+        offset += n;
+        done += n;
+    }
+}
+
+// The head every journal starts with; the count, total length and
+// checksum are filled in once the entries follow.
+std::vector<unsigned char> head(const CxJournalId& id, int64_t originalLength, int64_t finalLength, size_t reserve)
+{
+    std::vector<unsigned char> out;
+    out.reserve(JrName + id.name.size() + reserve);
+    out.resize(JrName, 0);
+    std::memcpy(out.data(), Magic, MagicSize);
+    put64(out.data() + JrOriginal, originalLength);
+    put64(out.data() + JrFinal, finalLength);
+    put64(out.data() + JrFileId, id.fileId);
+    std::strncpy(reinterpret_cast<char*>(out.data() + JrSignature), id.signature.c_str(), 15);
+    PutLE32(out.data() + JrNameLength, int32_t(id.name.size()));
+    append(out, id.name.data(), id.name.size());
+    return out;
+}
+
+void seal(std::vector<unsigned char>& out, int32_t count)
+{
+    PutLE32(out.data() + JrCount, count);
+    put64(out.data() + JrTotal, int64_t(out.size()));
+    PutLE32(out.data() + JrChecksum, int32_t(crc32(out.data() + JrCount, out.size() - JrCount)));
 }
 
 } // namespace
@@ -100,47 +158,70 @@ void CxJournal::clear(int64_t originalLength)
 
 void CxJournal::add(int64_t offset, const unsigned char* before, const unsigned char* after, int64_t length)
 {
-    while (length > 0) {
-        int64_t n = std::min(length, Sector - offset % Sector);
-        if (offset < m_originalLength)
-            n = std::min(n, m_originalLength - offset);
-        Entry e{offset, int32_t(n), crc32(after, size_t(n)), {}};
-        if (offset < m_originalLength)
-            e.bytes.assign(before, before + n);
+    forEachEntry(offset, length, m_originalLength, [&](int64_t at, int64_t done, int64_t n, bool kept) {
+        Entry e{at, int32_t(n), crc32(after + done, size_t(n)), {}};
+        if (kept)
+            e.bytes.assign(before + done, before + done + n);
         m_entries.push_back(std::move(e));
-        offset += n;
-        after += n;
-        if (before)
-            before += n;
-        length -= n;
-    }
+    });
 }
 
 std::vector<unsigned char> CxJournal::encode(const CxJournalId& id) const
 {
-    std::vector<unsigned char> out(JrName, 0);
-    std::memcpy(out.data(), Magic, MagicSize);
-    PutLE32(out.data() + JrCount, int32_t(m_entries.size()));
-    put64(out.data() + JrOriginal, m_originalLength);
-    put64(out.data() + JrFinal, m_finalLength);
-    put64(out.data() + JrFileId, id.fileId);
-    std::strncpy(reinterpret_cast<char*>(out.data() + JrSignature), id.signature.c_str(), 15);
-    PutLE32(out.data() + JrNameLength, int32_t(id.name.size()));
-    append(out, id.name.data(), id.name.size());
+    size_t body = 0;
+    for (const Entry& e : m_entries)
+        body += EntryHead + e.bytes.size();
+    std::vector<unsigned char> out = head(id, m_originalLength, m_finalLength, body);
     for (const Entry& e : m_entries) {
-        unsigned char head[EntryHead];
-        put64(head, e.offset);
-        PutLE32(head + 8, e.length);
-        PutLE32(head + 12, int32_t(e.written));
-        append(out, head, sizeof head);
+        unsigned char entry[EntryHead];
+        put64(entry, e.offset);
+        PutLE32(entry + 8, e.length);
+        PutLE32(entry + 12, int32_t(e.written));
+        append(out, entry, sizeof entry);
         append(out, e.bytes.data(), e.bytes.size());
     }
-    put64(out.data() + JrTotal, int64_t(out.size()));
-    PutLE32(out.data() + JrChecksum, int32_t(crc32(out.data() + JrCount, out.size() - JrCount)));
+    seal(out, int32_t(m_entries.size()));
+    return out;
+}
+
+std::vector<unsigned char> CxJournal::encode(const CxJournalId& id, int64_t originalLength, int64_t finalLength,
+                                             const std::vector<Piece>& pieces)
+{
+    // Sized first, so that no copy of original bytes is left behind by a
+    // growing buffer.
+    size_t body = 0;
+    int32_t count = 0;
+    for (const Piece& p : pieces) {
+        forEachEntry(p.offset, p.length, originalLength, [&](int64_t, int64_t, int64_t n, bool kept) {
+            body += EntryHead + (kept ? size_t(n) : 0);
+            ++count;
+        });
+    }
+    std::vector<unsigned char> out = head(id, originalLength, finalLength, body);
+    for (const Piece& p : pieces) {
+        forEachEntry(p.offset, p.length, originalLength, [&](int64_t at, int64_t done, int64_t n, bool kept) {
+            unsigned char entry[EntryHead];
+            put64(entry, at);
+            PutLE32(entry + 8, int32_t(n));
+            PutLE32(entry + 12, int32_t(crc32(p.after + done, size_t(n))));
+            append(out, entry, sizeof entry);
+            if (kept)
+                append(out, p.before + done, size_t(n));
+        });
+    }
+    seal(out, count);
     return out;
 }
 
 CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJournalId& id, CxIo& data)
+{
+    return load(io, path, id, data.size(), [&data](int64_t offset, unsigned char* buffer, int64_t length) {
+        return data.read(offset, buffer, length);
+    });
+}
+
+CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJournalId& id, int64_t dataLength,
+                                 const Reader& read)
 {
     clear();
     if (const int error = io.open(path.c_str(), CxIo::Mode::ReadOnly)) {
@@ -156,11 +237,8 @@ CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJour
     // An empty journal is torn: it was cut before its header got out.
     if (size > 0 && size <= MaxJournal) {
         raw.resize(size_t(size));
-        if (io.read(0, raw.data(), size)) {
-            state = decode(raw, id, data.size(), [&data](int64_t offset, unsigned char* buffer, int64_t length) {
-                return data.read(offset, buffer, length);
-            });
-        }
+        if (io.read(0, raw.data(), size))
+            state = decode(raw, id, dataLength, read);
     }
     io.close();
     wipe(raw);

@@ -58,6 +58,17 @@ public:
         std::vector<unsigned char> bytes; // the original ones; none when appended
     };
 
+    // A piece of the file that a change writes: `after` as it writes it,
+    // `before` as the file holds it now for the part within the original
+    // length (may be null when the piece lies past it).
+    struct Piece
+    {
+        int64_t offset;
+        int64_t length;
+        const unsigned char* before;
+        const unsigned char* after;
+    };
+
     // Reads `length` bytes of the data file at `offset`.
     using Reader = std::function<bool(int64_t offset, unsigned char* buffer, int64_t length)>;
 
@@ -79,10 +90,16 @@ public:
     void add(int64_t offset, const unsigned char* before, const unsigned char* after, int64_t length);
     void setFinalLength(int64_t length) { m_finalLength = length; }
     std::vector<unsigned char> encode(const CxJournalId& id) const;
+    // The same bytes as add() for each piece, in ascending order of offset,
+    // and encode() would give, made in one go without keeping the pieces.
+    static std::vector<unsigned char> encode(const CxJournalId& id, int64_t originalLength, int64_t finalLength,
+                                             const std::vector<Piece>& pieces);
 
     // Reads the journal at `path` for the open data file `data` known as
     // `id`. Absent when there is no such file.
     State load(CxIo& io, const std::string& path, const CxJournalId& id, CxIo& data);
+    // The same for a data file `dataLength` bytes long, read through `read`.
+    State load(CxIo& io, const std::string& path, const CxJournalId& id, int64_t dataLength, const Reader& read);
     // The same for a journal's bytes and a data file `dataLength` bytes long.
     State decode(const std::vector<unsigned char>& raw, const CxJournalId& id, int64_t dataLength,
                  const Reader& read);
