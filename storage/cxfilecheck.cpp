@@ -7,7 +7,6 @@
 #include <QFile>
 #include <QtEndian>
 #include <QSet>
-#include <QVector>
 
 #include <cerrno>
 #include <climits>
@@ -128,6 +127,7 @@ bool CxFileCheck::run()
     m_problems.clear();
     m_problemCount = 0;
     m_owners.clear();
+    m_claimed = 0;
     m_size = m_bytes.size();
     m_blockSize = 0;
     m_base = HeaderSize;
@@ -140,9 +140,10 @@ bool CxFileCheck::run()
                     .arg(m_tooLarge).arg(CxFile::MaxFileSize));
     } else if (checkHeader()) {
         computeGrid();
+        m_owners.assign(size_t(m_blockCount), Owner{Use::None, 0});
         walkIndexChain();
         walkFreeList();
-        m_unusedBlocks = qMax(0, m_blockCount - static_cast<int>(m_owners.size()));
+        m_unusedBlocks = qMax(0, m_blockCount - m_claimed);
         lookAtUnreached();
     }
 
@@ -212,6 +213,7 @@ void CxFileCheck::computeGrid()
     qint64 firstBlock = m_base;
     if (firstBlock < HeaderSize)
         firstBlock += ((HeaderSize - firstBlock + bs - 1) / bs) * bs;
+    m_firstBlock = firstBlock;
     if (m_size > firstBlock) {
         m_blockCount = static_cast<int>(qMin<qint64>((m_size - firstBlock) / bs, INT_MAX));
         const qint64 tail = (m_size - firstBlock) % bs;
@@ -222,25 +224,38 @@ void CxFileCheck::computeGrid()
     }
 }
 
-bool CxFileCheck::blockAt(qint64 offset, const QString& what)
+QString CxFileCheck::text(const From& from)
 {
-    if (offset < 0) {
-        problem(QString("%1 is %2, which is no offset (only -1, for none, is negative)").arg(what).arg(offset));
-        return false;
+    switch (from.kind) {
+    case From::HeaderIndex:
+        return QString("the header's first index block");
+    case From::IndexNext:
+        return QString("index block at %1's next link").arg(from.block);
+    case From::RecordFirst:
+        return QString("record %1's first data block").arg(from.key);
+    case From::DataNext:
+        return QString("record %1: data block at %2's next link").arg(from.key).arg(from.block);
+    case From::HeaderFree:
+        return QString("the header's free list head");
+    case From::FreeNext:
+        break;
     }
-    if (offset < HeaderSize) {
-        problem(QString("%1 points to offset %2, inside the file header").arg(what).arg(offset));
-        return false;
-    }
-    if (offset + m_blockSize > m_size) {
-        problem(QString("%1 points to offset %2, outside the file (%3 bytes)").arg(what).arg(offset).arg(m_size));
-        return false;
-    }
-    if ((offset - m_base) % m_blockSize != 0) {
-        problem(QString("%1 points to offset %2, which is not on a block boundary").arg(what).arg(offset));
-        return false;
-    }
-    return true;
+    return QString("free block at %1's next link").arg(from.block);
+}
+
+bool CxFileCheck::blockAt(qint64 offset, const From& from)
+{
+    if (offset >= HeaderSize && offset + m_blockSize <= m_size && (offset - m_base) % m_blockSize == 0)
+        return true;
+    if (offset < 0)
+        problem(QString("%1 is %2, which is no offset (only -1, for none, is negative)").arg(text(from)).arg(offset));
+    else if (offset < HeaderSize)
+        problem(QString("%1 points to offset %2, inside the file header").arg(text(from)).arg(offset));
+    else if (offset + m_blockSize > m_size)
+        problem(QString("%1 points to offset %2, outside the file (%3 bytes)").arg(text(from)).arg(offset).arg(m_size));
+    else
+        problem(QString("%1 points to offset %2, which is not on a block boundary").arg(text(from)).arg(offset));
+    return false;
 }
 
 QString CxFileCheck::describe(const Owner& owner)
@@ -250,6 +265,7 @@ QString CxFileCheck::describe(const Owner& owner)
         return QString("an index block");
     case Use::Data:
         return QString("a data block of record %1").arg(owner.key);
+    case Use::None:
     case Use::Free:
         break;
     }
@@ -259,16 +275,17 @@ QString CxFileCheck::describe(const Owner& owner)
 // Marks the block as used; false (with a message) when something already
 // uses it. Reaching a block of the same chain again is reported by callers
 // as a loop before they get here.
-bool CxFileCheck::claim(qint64 offset, Use use, qint32 key, const QString& what)
+bool CxFileCheck::claim(qint64 offset, Use use, qint32 key, const From& from)
 {
     const Owner mine{use, key};
-    auto it = m_owners.constFind(offset);
-    if (it != m_owners.constEnd()) {
+    Owner& owner = ownerOf(offset);
+    if (owner.use != Use::None) {
         problem(QString("block at %1 is used twice: as %2 and as %3 (%4)")
-                    .arg(offset).arg(describe(it.value()), describe(mine), what));
+                    .arg(offset).arg(describe(owner), describe(mine), text(from)));
         return false;
     }
-    m_owners.insert(offset, mine);
+    owner = mine;
+    ++m_claimed;
     return true;
 }
 
@@ -279,28 +296,28 @@ void CxFileCheck::walkIndexChain()
         return; // no record
 
     const int capacity = CxLayout::capacity(m_blockSize);
-    QVector<Entry> entries;
+    std::vector<Entry> entries;
     qint64 offset = first;
     qint64 previous = -1;
     bool haveKey = false;
+    bool ascending = true;
     qint32 lastKey = 0;
     bool haveBounds = false;
     qint32 lastHighest = 0;
-    QString from = QString("the header's first index block");
+    From from{From::HeaderIndex, 0, 0};
+    auto here = [&offset] { return QString("index block at %1").arg(offset); };
 
     // Each step claims a block it has not seen, so the walk ends.
     for (;;) {
         if (!blockAt(offset, from))
             break;
-        auto seen = m_owners.constFind(offset);
-        if (seen != m_owners.constEnd() && seen.value().use == Use::Index) {
-            problem(QString("%1 loops back to index block at %2").arg(from).arg(offset));
+        if (ownerOf(offset).use == Use::Index) {
+            problem(QString("%1 loops back to index block at %2").arg(text(from)).arg(offset));
             break;
         }
         if (!claim(offset, Use::Index, 0, from))
             break;
 
-        const QString here = QString("index block at %1").arg(offset);
         const qint32 lowest = word(offset + IxLowest);
         const qint32 highest = word(offset + IxHighest);
         const qint32 own = word(offset + IxOwn);
@@ -309,72 +326,76 @@ void CxFileCheck::walkIndexChain()
         const qint32 count = word(offset + IxCount);
 
         if (own != offset)
-            problem(QString("%1: its own-offset field says %2").arg(here).arg(own));
+            problem(QString("%1: its own-offset field says %2").arg(here()).arg(own));
         if (prev != previous) {
             if (previous < 0)
                 problem(QString("%1: it is the first index block but its previous link is %2, not -1")
-                            .arg(here).arg(prev));
+                            .arg(here()).arg(prev));
             else
                 problem(QString("%1: its previous link is %2, but the block before it is at %3")
-                            .arg(here).arg(prev).arg(previous));
+                            .arg(here()).arg(prev).arg(previous));
         }
 
         // Lookups choose a block by its bounds, so bounds that overlap the
         // previous block's can send a search to the wrong block.
         if (lowest > highest)
-            problem(QString("%1: its lowest key %2 is above its highest key %3").arg(here).arg(lowest).arg(highest));
+            problem(QString("%1: its lowest key %2 is above its highest key %3").arg(here()).arg(lowest).arg(highest));
         if (haveBounds && lowest <= lastHighest)
             problem(QString("%1: its lowest key %2 is not above the highest key %3 of the block before it")
-                        .arg(here).arg(lowest).arg(lastHighest));
+                        .arg(here()).arg(lowest).arg(lastHighest));
         haveBounds = true;
         lastHighest = highest;
         // Walks stop at an empty block, hiding every record after it.
         if (count == 0)
-            problem(QString("%1: it holds no entries").arg(here));
+            problem(QString("%1: it holds no entries").arg(here()));
 
         int n = count;
         if (count < 0) {
-            problem(QString("%1: its count %2 is negative").arg(here).arg(count));
+            problem(QString("%1: its count %2 is negative").arg(here()).arg(count));
             n = 0;
         } else if (count > capacity) {
             problem(QString("%1: its count %2 is above the capacity of %3 entries")
-                        .arg(here).arg(count).arg(capacity));
+                        .arg(here()).arg(count).arg(capacity));
             n = capacity;
         }
 
         for (int i = 0; i < n; ++i) {
             const qint64 at = offset + entryAt(i);
             const Entry e{word(at + EnKey), word(at + EnFirst), word(at + EnLength)};
-            if (haveKey && e.key <= lastKey)
-                problem(QString("%1: key %2 is not above the previous key %3").arg(here).arg(e.key).arg(lastKey));
+            if (haveKey && e.key <= lastKey) {
+                problem(QString("%1: key %2 is not above the previous key %3").arg(here()).arg(e.key).arg(lastKey));
+                ascending = false;
+            }
             if (i == 0 && e.key < lowest)
-                problem(QString("%1: key %2 is below the block's lowest key %3").arg(here).arg(e.key).arg(lowest));
+                problem(QString("%1: key %2 is below the block's lowest key %3").arg(here()).arg(e.key).arg(lowest));
             if (i == n - 1 && e.key > highest)
-                problem(QString("%1: key %2 is above the block's highest key %3").arg(here).arg(e.key).arg(highest));
+                problem(QString("%1: key %2 is above the block's highest key %3").arg(here()).arg(e.key).arg(highest));
             haveKey = true;
             lastKey = e.key;
-            entries.append(e);
+            entries.push_back(e);
         }
 
         if (next == 0) {
             // Readers follow any non-negative next link, so 0 would make
             // them read the header as an index block.
-            problem(QString("%1: its next link is 0, which points at the file header").arg(here));
+            problem(QString("%1: its next link is 0, which points at the file header").arg(here()));
             break;
         }
         if (next == -1)
             break;
         previous = offset;
+        from = From{From::IndexNext, offset, 0};
         offset = next;
-        from = here + QString("'s next link");
     }
 
-    m_recordCount = entries.size();
+    m_recordCount = int(entries.size());
     // An interrupted split lists entries twice (reported above as keys out
-    // of order); their data is walked once.
+    // of order); their data is walked once. Keys in order cannot repeat.
     QSet<QPair<qint32, qint32>> walked;
     for (const Entry& e : entries) {
-        if (!walked.contains({e.key, e.firstBlock})) {
+        if (ascending) {
+            walkDataChain(e.key, e.firstBlock, e.length);
+        } else if (!walked.contains({e.key, e.firstBlock})) {
             walked.insert({e.key, e.firstBlock});
             walkDataChain(e.key, e.firstBlock, e.length);
         }
@@ -383,22 +404,22 @@ void CxFileCheck::walkIndexChain()
 
 void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
 {
-    const QString record = QString("record %1").arg(key);
+    auto record = [key] { return QString("record %1").arg(key); };
     if (length < 0)
-        problem(QString("%1: its length %2 is negative").arg(record).arg(length));
+        problem(QString("%1: its length %2 is negative").arg(record()).arg(length));
     // Readers refuse such a length rather than allocate for it.
     else if (length > m_size - HeaderSize)
-        problem(QString("%1: its length %2 is longer than the file (%3 bytes)").arg(record).arg(length).arg(m_size));
+        problem(QString("%1: its length %2 is longer than the file (%3 bytes)").arg(record()).arg(length).arg(m_size));
     if (first < 1) {
-        problem(QString("%1: it has no data block (first data block offset %2)").arg(record).arg(first));
+        problem(QString("%1: it has no data block (first data block offset %2)").arg(record()).arg(first));
         return;
     }
-    const QString firstWhat = record + QString("'s first data block");
-    if (!blockAt(first, firstWhat))
+    const From firstFrom{From::RecordFirst, 0, key};
+    if (!blockAt(first, firstFrom))
         return;
     if (length == 0) {
         // An empty record owns one block whose content was never written.
-        claim(first, Use::Data, key, firstWhat);
+        claim(first, Use::Data, key, firstFrom);
         return;
     }
 
@@ -407,15 +428,16 @@ void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
     qint64 previous = -1;
     qint64 total = 0;
     bool broken = false;
-    QString from = firstWhat;
+    From from = firstFrom;
+    auto here = [&] { return QString("%1: data block at %2").arg(record()).arg(offset); };
     for (;;) {
         if (!blockAt(offset, from)) {
             broken = true;
             break;
         }
-        auto seen = m_owners.constFind(offset);
-        if (seen != m_owners.constEnd() && seen.value().use == Use::Data && seen.value().key == key) {
-            problem(QString("%1: its data chain loops back to block at %2").arg(record).arg(offset));
+        const Owner& seen = ownerOf(offset);
+        if (seen.use == Use::Data && seen.key == key) {
+            problem(QString("%1: its data chain loops back to block at %2").arg(record()).arg(offset));
             broken = true;
             break;
         }
@@ -424,14 +446,13 @@ void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
             break;
         }
 
-        const QString here = QString("%1: data block at %2").arg(record).arg(offset);
         const qint32 prev = word(offset + DbPrev);
         const qint32 next = word(offset + DbNext);
         const qint32 used = word(offset + DbUsed);
         if (prev != previous)
-            problem(QString("%1: its previous link is %2, not %3").arg(here).arg(prev).arg(previous));
+            problem(QString("%1: its previous link is %2, not %3").arg(here()).arg(prev).arg(previous));
         if (used < 0 || used > payload) {
-            problem(QString("%1: its used count %2 is outside 0 to %3").arg(here).arg(used).arg(payload));
+            problem(QString("%1: its used count %2 is outside 0 to %3").arg(here()).arg(used).arg(payload));
             broken = true;
             break;
         }
@@ -440,32 +461,31 @@ void CxFileCheck::walkDataChain(qint32 key, qint32 first, qint32 length)
             break;
         if (used != payload)
             problem(QString("%1: it holds %2 of %3 bytes but is not the record's last block")
-                        .arg(here).arg(used).arg(payload));
+                        .arg(here()).arg(used).arg(payload));
         previous = offset;
+        from = From{From::DataNext, offset, key};
         offset = next;
-        from = here + QString("'s next link");
     }
 
     if (!broken && length >= 0 && total != length)
         problem(QString("%1: its data chain holds %2 bytes, %3 than its length %4")
-                    .arg(record).arg(total).arg(total < length ? "fewer" : "more").arg(length));
+                    .arg(record()).arg(total).arg(total < length ? "fewer" : "more").arg(length));
 }
 
 void CxFileCheck::walkFreeList()
 {
     qint64 offset = word(HdFreeHead);
-    QString from = QString("the header's free list head");
+    From from{From::HeaderFree, 0, 0};
     while (offset != -1) {
         if (!blockAt(offset, from))
             break;
-        auto seen = m_owners.constFind(offset);
-        if (seen != m_owners.constEnd() && seen.value().use == Use::Free) {
+        if (ownerOf(offset).use == Use::Free) {
             problem(QString("the free list loops back to block at %1").arg(offset));
             break;
         }
         if (!claim(offset, Use::Free, 0, from))
             break;
-        from = QString("free block at %1's next link").arg(offset);
+        from = From{From::FreeNext, offset, 0};
         offset = word(offset + FrNext);
     }
 }

@@ -4,9 +4,10 @@
 #include "storage/cxjournal.h"
 
 #include <QByteArray>
-#include <QHash>
 #include <QString>
 #include <QStringList>
+
+#include <vector>
 
 // A record file read whole as the next open will read it, without writing
 // anything: a whole journal of this very file beside it is played back in
@@ -25,7 +26,8 @@ struct CxFileImage
 };
 
 // Validates the structure of a record file from its raw bytes, without
-// trusting any offset, count or length in it.
+// trusting any offset, count or length in it. One pass over the file's
+// blocks; a message is only made for what is wrong.
 class CxFileCheck
 {
 public:
@@ -59,18 +61,27 @@ public:
     static constexpr int MaxMessages = 50;
 
 private:
-    enum class Use { Index, Data, Free };
+    enum class Use : unsigned char { None, Index, Data, Free };
     struct Owner
     {
         Use use;
         qint32 key; // the record's key for data blocks
     };
+    // What points at a block, named only when a message needs it.
+    struct From
+    {
+        enum Kind : unsigned char { HeaderIndex, IndexNext, RecordFirst, DataNext, HeaderFree, FreeNext } kind;
+        qint64 block;
+        qint32 key;
+    };
 
     void problem(const QString& text);
     bool checkHeader();
     void computeGrid();
-    bool blockAt(qint64 offset, const QString& what);
-    bool claim(qint64 offset, Use use, qint32 key, const QString& what);
+    static QString text(const From& from);
+    bool blockAt(qint64 offset, const From& from);
+    Owner& ownerOf(qint64 offset) { return m_owners[size_t((offset - m_firstBlock) / m_blockSize)]; }
+    bool claim(qint64 offset, Use use, qint32 key, const From& from);
     static QString describe(const Owner& owner);
     qint32 word(qint64 offset) const;
     void walkIndexChain();
@@ -89,7 +100,10 @@ private:
     qint64 m_size = 0;
     qint32 m_blockSize = 0;
     qint64 m_base = 0;
-    QHash<qint64, Owner> m_owners;
+    qint64 m_firstBlock = 0;
+    // By block, from the first one on.
+    std::vector<Owner> m_owners;
+    int m_claimed = 0;
     int m_recordCount = 0;
     int m_blockCount = 0;
     int m_unusedBlocks = 0;
