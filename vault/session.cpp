@@ -55,58 +55,98 @@ QString CSession::journalText(int state, bool done) const
     }
 }
 
-CSession::Probe CSession::probe(QString* problem) const
+// What the path tells before the file is read: Missing, NoFolder,
+// Unreadable (a folder), or Sound for a file to be read.
+CSession::Probe CSession::lookAt(QString* problem) const
 {
-    auto say = [problem](const QString& text) {
-        if (problem)
-            *problem = text;
-    };
     const QFileInfo info(m_path);
     if (!info.exists() && !info.isSymLink()) {
         if (!info.absoluteDir().exists()) {
-            say(tr("The folder %1 does not exist.").arg(info.absolutePath()));
+            *problem = tr("The folder %1 does not exist.").arg(info.absolutePath());
             return NoFolder;
         }
         return Missing;
     }
     if (info.isDir()) {
-        say(tr("%1 is a folder.").arg(m_path));
+        *problem = tr("%1 is a folder.").arg(m_path);
         return Unreadable;
-    }
-    // The file is judged as it will read once an interrupted change has
-    // been rolled back; one too long to be ours is not even read.
-    const CxFileImage image = CxFileImage::read(m_path, KeyPlan::Signature);
-    if (image.status != CxFileImage::Read && image.status != CxFileImage::TooLarge) {
-        say(tr("%1 cannot be read: %2.").arg(m_path, image.error));
-        return Unreadable;
-    }
-    m_journalReport.clear();
-    if (image.status == CxFileImage::TooLarge) {
-        say(tr("%1 is not a Vaultix data file.").arg(m_path));
-        return Foreign;
-    }
-    if (image.size == 0)
-        return Empty;
-    m_journalReport = journalText(image.journal, false);
-    const QByteArray& current = image.bytes;
-
-    CxFile engine(KeyPlan::Signature);
-    const int code = engine.OpenReadOnly(QFile::encodeName(m_path).constData());
-    engine.Close();
-    if (code == -3) {
-        say(tr("%1 is not a Vaultix data file.").arg(m_path));
-        return Foreign;
-    }
-    if (code != 0) {
-        say(tr("%1 cannot be opened for reading.").arg(m_path));
-        return Unreadable;
-    }
-    CxFileCheck check(current, KeyPlan::Signature);
-    if (!check.run()) {
-        say(check.problems().join(u'\n'));
-        return Damaged;
     }
     return Sound;
+}
+
+// Opens the file at the path, reading it once: its structure is checked on
+// the bytes read, as they read once an interrupted change is undone, and
+// nothing is written unless it is sound (or damaged, and `acceptDamaged`).
+// When `same` holds the very same bytes, what the last probe found of them
+// stands. Returns the open file, or null with `found` and `problem` saying
+// why; a file that is empty after all is Empty.
+std::unique_ptr<CxFile> CSession::examine(bool readOnly, bool acceptDamaged, const CxFile* same, Probe* found,
+                                          QString* problem, bool standIns) const
+{
+    auto file = standIns ? std::make_unique<CxFile>(KeyPlan::Signature, m_io, m_journalIo)
+                         : std::make_unique<CxFile>(KeyPlan::Signature);
+    Probe verdict = Sound;
+    QString findings;
+    auto inspect = [&](const unsigned char* bytes, int64_t size) {
+        if (same && same->size() == size && std::memcmp(same->bytes(), bytes, size_t(size)) == 0) {
+            verdict = m_probedAs;
+            findings = m_probedProblem;
+        } else {
+            CxFileCheck check(QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), qsizetype(size)),
+                              KeyPlan::Signature);
+            verdict = check.run() ? Sound : Damaged;
+            findings = verdict == Sound ? QString() : check.problems().join(u'\n');
+        }
+        return verdict == Sound || acceptDamaged;
+    };
+    const QByteArray name = QFile::encodeName(m_path);
+    const int code = readOnly ? file->OpenReadOnly(name.constData(), inspect) : file->Open(name.constData(), inspect);
+    m_journalReport = journalText(file->journalState(), false);
+    *problem = findings;
+    *found = verdict;
+    switch (code) {
+    case 0:
+        return file;
+    case -4:
+        break;
+    case -1:
+        m_journalReport.clear();
+        *found = Missing;
+        break;
+    case -3:
+        if (QFileInfo(m_path).size() == 0) {
+            m_journalReport.clear();
+            *found = Empty;
+        } else {
+            *problem = tr("%1 is not a Vaultix data file.").arg(m_path);
+            *found = Foreign;
+        }
+        break;
+    default:
+        *problem = tr("%1 cannot be read: %2.").arg(m_path, QString::fromLocal8Bit(std::strerror(file->lastError())));
+        *found = Unreadable;
+        break;
+    }
+    return nullptr;
+}
+
+CSession::Probe CSession::probe(QString* problem) const
+{
+    m_probed.reset();
+    QString text;
+    Probe found = lookAt(&text);
+    if (found == Sound) {
+        // Kept open, read-only, for the open() that follows.
+        std::unique_ptr<CxFile> file = examine(true, true, nullptr, &found, &text, false);
+        if (file && !m_io) {
+            m_probed = std::move(file);
+            m_probedAs = found;
+            m_probedProblem = text;
+        }
+    }
+    if (problem && found != Missing && found != Empty && found != Sound)
+        *problem = text;
+    return found;
 }
 
 bool CSession::lock(QString* error)
@@ -147,33 +187,54 @@ QString CSession::saveDamagedCopy() const
 
 bool CSession::open(bool acceptDamaged, QString* error)
 {
+    std::unique_ptr<CxFile> probed = std::move(m_probed);
     if (isOpen())
         return true;
     QString problem;
-    const Probe found = probe(&problem);
+    Probe found = probed ? m_probedAs : lookAt(&problem);
+    if (probed)
+        problem = m_probedProblem;
+    const bool exists = found == Sound || found == Damaged;
+    const bool wanted = found == Sound || acceptDamaged;
+    std::unique_ptr<CxFile> file;
+    if (exists && wanted && probed && m_readOnly) {
+        // Read-only, what the probe read is what there is to read.
+        file = std::move(probed);
+    } else if (exists && wanted) {
+        file = examine(m_readOnly, acceptDamaged, probed.get(), &found, &problem, true);
+        if (!file && found == Unreadable && !m_readOnly) {
+            // Readable, but not for writing: said as such.
+            QString readable;
+            Probe asRead = Sound;
+            if (examine(true, acceptDamaged, nullptr, &asRead, &readable, false) || asRead == Damaged) {
+                found = asRead;
+                const QByteArray name = QFile::encodeName(m_path);
+                const bool hot = CxFile::InspectJournal(name.constData(), KeyPlan::Signature) == CxJournal::Hot;
+                problem = asRead == Damaged && !acceptDamaged ? readable
+                          : hot ? tr("A change to %1 was interrupted, and it cannot be undone because the file "
+                                     "cannot be written.")
+                                      .arg(m_path)
+                                : tr("%1 cannot be opened for reading and writing.").arg(m_path);
+                m_lastProbe = found;
+                if (error)
+                    *error = problem;
+                return false;
+            }
+            found = asRead;
+            problem = readable;
+        }
+    }
+    probed.reset();
     m_lastProbe = found;
     const bool allowed = found == Missing || found == Empty || found == Sound || (found == Damaged && acceptDamaged);
-    if (!allowed) {
+    if (!allowed || (found != Missing && found != Empty && !file)) {
         if (error)
             *error = problem;
         return false;
     }
-    m_file = std::make_unique<CxFile>(KeyPlan::Signature, m_io, m_journalIo);
-    const QByteArray name = QFile::encodeName(m_path);
-    const bool exists = found == Sound || found == Damaged;
-    if (exists) {
-        const int code = m_readOnly ? m_file->OpenReadOnly(name.constData()) : m_file->Open(name.constData());
+    if (file) {
+        m_file = std::move(file);
         const CxJournal::State state = m_file->journalState();
-        if (code != 0) {
-            const bool hot = CxFile::InspectJournal(name.constData(), KeyPlan::Signature) == CxJournal::Hot;
-            if (error)
-                *error = hot ? tr("A change to %1 was interrupted, and it cannot be undone because the file "
-                                  "cannot be written.")
-                                   .arg(m_path)
-                             : tr("%1 cannot be opened for reading and writing.").arg(m_path);
-            close();
-            return false;
-        }
         m_journalReport = journalText(state, !m_readOnly);
         if (!m_file->staleJournal().empty())
             m_journalReport = tr("%1 It was moved to %2.")
@@ -182,6 +243,10 @@ bool CSession::open(bool acceptDamaged, QString* error)
             m_journalReport = tr("A change to %1 was interrupted; it is shown as before that change.").arg(m_path);
         return true;
     }
+    if (found == Empty)
+        m_journalReport.clear();
+    m_file = std::make_unique<CxFile>(KeyPlan::Signature, m_io, m_journalIo);
+    const QByteArray name = QFile::encodeName(m_path);
     if (m_file->Create(name.constData(), BlockSize, 1, 0) != 0) {
         if (error)
             *error = tr("%1 cannot be created.").arg(m_path);
@@ -198,6 +263,7 @@ bool CSession::isOpen() const
 
 void CSession::closeFile()
 {
+    m_probed.reset();
     if (m_file) {
         m_file->Close();
         m_file.reset();

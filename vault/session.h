@@ -36,7 +36,9 @@ public:
     const QString& dataFile() const { return m_path; }
 
     // Looks at the file. `problem` gets a sentence for the user when the
-    // answer is neither Missing, Empty nor Sound.
+    // answer is neither Missing, Empty nor Sound. The file is read and
+    // checked once: an open() that follows uses what was read while the
+    // file is unchanged.
     Probe probe(QString* problem = nullptr) const;
 
     // Holds an exclusive advisory lock on the data file (creating it empty
@@ -50,7 +52,8 @@ public:
 
     // Opens the record file, or creates an empty one. Refuses (false,
     // nothing written) unless the probe says Missing, Empty or Sound, or
-    // Damaged with `acceptDamaged`.
+    // Damaged with `acceptDamaged`. The file is read once, checked and then
+    // loaded from the same bytes.
     bool open(bool acceptDamaged = false, QString* error = nullptr);
     bool isOpen() const;
     // The probe that the last open() acted on.
@@ -88,6 +91,10 @@ public:
 
 private:
     QString journalText(int state, bool done) const;
+    Probe lookAt(QString* problem) const;
+    // `standIns`: through the file access set with setIo().
+    std::unique_ptr<CxFile> examine(bool readOnly, bool acceptDamaged, const CxFile* same, Probe* found,
+                                    QString* problem, bool standIns) const;
 
     QString m_path;
     int m_lockFd = -1;
@@ -95,6 +102,11 @@ private:
     Probe m_lastProbe = Missing;
     mutable QString m_journalReport;
     std::unique_ptr<CxFile> m_file;
+    // The file as the last probe() read it (read-only), and what it found,
+    // for the open() that follows; never kept with stand-in file access.
+    mutable std::unique_ptr<CxFile> m_probed;
+    mutable Probe m_probedAs = Missing;
+    mutable QString m_probedProblem;
     CxIo* m_io = nullptr;
     CxIo* m_journalIo = nullptr;
 };
