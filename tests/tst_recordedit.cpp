@@ -194,7 +194,7 @@ private slots:
         const QString url = "https://www.example.com/a/rather/long/path/to/the/login.html";
         add(WebLogin, {"shop", url, "me", "pw"});
         makeList();
-        m_driver->actions.push_back([url](QDialog* d) {
+        m_driver->actions.push_back([this, url](QDialog* d) {
             QCOMPARE(d->windowTitle(), QStringLiteral("View Record"));
             // Pictures, not words, with a look of their own when disabled.
             for (const char* b : {"edit", "delete"}) {
@@ -219,6 +219,17 @@ private slots:
             QCOMPARE(QApplication::clipboard()->text(), url);
             QCOMPARE(QApplication::clipboard()->mimeData()->data("x-kde-passwordManagerHint"), QByteArray("secret"));
             QCOMPARE(field->text(), url);
+            // The same through the field's own menu.
+            QApplication::clipboard()->setText("other");
+            m_driver->menus.push_back([](QMenu* menu) {
+                for (QAction* a : menu->actions()) {
+                    if (a->text().startsWith("&Copy"))
+                        QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(a).center());
+                }
+            });
+            QTest::mouseClick(d->windowHandle(), Qt::RightButton, {}, field->mapTo(d, field->rect().center()));
+            QCOMPARE(QApplication::clipboard()->mimeData()->data("x-kde-passwordManagerHint"), QByteArray("secret"));
+            QCOMPARE(QApplication::clipboard()->text(), url);
             click(d, "edit");
             QCOMPARE(d->windowTitle(), QStringLiteral("Edit Record"));
             // The category of a stored record stays as it is.

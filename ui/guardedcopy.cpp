@@ -5,6 +5,7 @@
 
 #include <QAction>
 #include <QContextMenuEvent>
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
@@ -93,10 +94,16 @@ void CGuardedCopy::showMenu(QWidget* field, const QPoint& local, const QPoint& g
         menu.reset(edit->createStandardContextMenu(local));
     if (!menu)
         return;
-    // The field's own Copy and Cut, done the guarded way.
+    // The field's own Copy and Cut, done the guarded way. Qt names them in
+    // some versions only; their texts are Qt's own in every one.
+    const char* context = qobject_cast<QLineEdit*>(field) ? "QLineEdit" : "QWidgetTextControl";
+    auto is = [context](const QAction* action, const char* name, const char* text) {
+        return action->objectName() == QLatin1String(name)
+               || action->text().section(QLatin1Char('\t'), 0, 0) == QCoreApplication::translate(context, text);
+    };
     for (QAction* action : menu->actions()) {
-        const bool isCut = action->objectName() == QLatin1String("edit-cut");
-        if (!isCut && action->objectName() != QLatin1String("edit-copy"))
+        const bool isCut = is(action, "edit-cut", "Cu&t");
+        if (!isCut && !is(action, "edit-copy", "&Copy"))
             continue;
         action->disconnect();
         connect(action, &QAction::triggered, this, [this, field, isCut] { copy(field, isCut); });
