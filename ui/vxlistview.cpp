@@ -202,12 +202,16 @@ void CvxListView::applyFind()
     const int rows = topLevelItemCount();
     int shown = 0;
     for (int row = 0; row < rows; ++row) {
-        QTreeWidgetItem* item = topLevelItem(row);
-        bool show = true;
-        if (!finder.isEmpty() && item->type() == CvxListViewItem::Type)
-            show = finder.matchesKey(static_cast<CvxListViewItem*>(item)->searchKey());
-        if (item->isHidden() == show)
+        if (topLevelItem(row)->type() != CvxListViewItem::Type) {
+            ++shown;
+            continue;
+        }
+        auto* item = static_cast<CvxListViewItem*>(topLevelItem(row));
+        const bool show = finder.isEmpty() || finder.matchesKey(item->searchKey());
+        if (item->hiddenByFind == show) {
             setRowHidden(row, QModelIndex(), !show);
+            item->hiddenByFind = !show;
+        }
         shown += show;
     }
     m_shownRows = shown;

@@ -30,6 +30,9 @@ public:
     // What Find looks for in this row (CRecordFinder::searchKey), made on
     // first use.
     const QString& searchKey() const;
+    // Whether Find hides the row: kept here, as asking the view is slow
+    // once many rows are hidden.
+    bool hiddenByFind = false;
 
 private:
     const CRecord* m_record;
