@@ -159,14 +159,6 @@ void CxFileCheck::problem(const QString& text)
     ++m_problemCount;
 }
 
-qint32 CxFileCheck::word(qint64 offset) const
-{
-    // Callers only pass offsets inside a validated block or the header.
-    if (offset < 0 || offset + 4 > m_size)
-        return -1;
-    return qFromLittleEndian<qint32>(m_bytes.constData() + offset);
-}
-
 bool CxFileCheck::checkHeader()
 {
     if (m_size < HeaderSize) {

@@ -83,7 +83,14 @@ private:
     Owner& ownerOf(qint64 offset) { return m_owners[size_t((offset - m_firstBlock) / m_blockSize)]; }
     bool claim(qint64 offset, Use use, qint32 key, const From& from);
     static QString describe(const Owner& owner);
-    qint32 word(qint64 offset) const;
+    qint32 word(qint64 offset) const
+    {
+        // Callers only pass offsets inside a validated block or the header.
+        if (offset < 0 || offset + 4 > m_size)
+            return -1;
+        const auto* b = reinterpret_cast<const unsigned char*>(m_bytes.constData() + offset);
+        return qint32(quint32(b[0]) | quint32(b[1]) << 8 | quint32(b[2]) << 16 | quint32(b[3]) << 24);
+    }
     void walkIndexChain();
     void walkDataChain(qint32 key, qint32 first, qint32 length);
     void walkFreeList();

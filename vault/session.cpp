@@ -77,26 +77,20 @@ CSession::Probe CSession::lookAt(QString* problem) const
 // Opens the file at the path, reading it once: its structure is checked on
 // the bytes read, as they read once an interrupted change is undone, and
 // nothing is written unless it is sound (or damaged, and `acceptDamaged`).
-// When `same` holds the very same bytes, what the last probe found of them
-// stands. Returns the open file, or null with `found` and `problem` saying
+// Returns the open file, or null with `found` and `problem` saying
 // why; a file that is empty after all is Empty.
-std::unique_ptr<CxFile> CSession::examine(bool readOnly, bool acceptDamaged, const CxFile* same, Probe* found,
-                                          QString* problem, bool standIns) const
+std::unique_ptr<CxFile> CSession::examine(bool readOnly, bool acceptDamaged, Probe* found, QString* problem,
+                                          bool standIns) const
 {
     auto file = standIns ? std::make_unique<CxFile>(KeyPlan::Signature, m_io, m_journalIo)
                          : std::make_unique<CxFile>(KeyPlan::Signature);
     Probe verdict = Sound;
     QString findings;
     auto inspect = [&](const unsigned char* bytes, int64_t size) {
-        if (same && same->size() == size && std::memcmp(same->bytes(), bytes, size_t(size)) == 0) {
-            verdict = m_probedAs;
-            findings = m_probedProblem;
-        } else {
-            CxFileCheck check(QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), qsizetype(size)),
-                              KeyPlan::Signature);
-            verdict = check.run() ? Sound : Damaged;
-            findings = verdict == Sound ? QString() : check.problems().join(u'\n');
-        }
+        CxFileCheck check(QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), qsizetype(size)),
+                          KeyPlan::Signature);
+        verdict = check.run() ? Sound : Damaged;
+        findings = verdict == Sound ? QString() : check.problems().join(u'\n');
         return verdict == Sound || acceptDamaged;
     };
     const QByteArray name = QFile::encodeName(m_path);
@@ -137,7 +131,7 @@ CSession::Probe CSession::probe(QString* problem) const
     Probe found = lookAt(&text);
     if (found == Sound) {
         // Kept open, read-only, for the open() that follows.
-        std::unique_ptr<CxFile> file = examine(true, true, nullptr, &found, &text, false);
+        std::unique_ptr<CxFile> file = examine(true, true, &found, &text, false);
         if (file && !m_io) {
             m_probed = std::move(file);
             m_probedAs = found;
@@ -197,16 +191,17 @@ bool CSession::open(bool acceptDamaged, QString* error)
     const bool exists = found == Sound || found == Damaged;
     const bool wanted = found == Sound || acceptDamaged;
     std::unique_ptr<CxFile> file;
-    if (exists && wanted && probed && m_readOnly) {
-        // Read-only, what the probe read is what there is to read.
+    if (exists && wanted && probed && (m_readOnly || probed->ReopenForWriting() == 0)) {
+        // What the probe read is what the file holds.
         file = std::move(probed);
     } else if (exists && wanted) {
-        file = examine(m_readOnly, acceptDamaged, probed.get(), &found, &problem, true);
+        probed.reset();
+        file = examine(m_readOnly, acceptDamaged, &found, &problem, true);
         if (!file && found == Unreadable && !m_readOnly) {
             // Readable, but not for writing: said as such.
             QString readable;
             Probe asRead = Sound;
-            if (examine(true, acceptDamaged, nullptr, &asRead, &readable, false) || asRead == Damaged) {
+            if (examine(true, acceptDamaged, &asRead, &readable, false) || asRead == Damaged) {
                 found = asRead;
                 const QByteArray name = QFile::encodeName(m_path);
                 const bool hot = CxFile::InspectJournal(name.constData(), KeyPlan::Signature) == CxJournal::Hot;

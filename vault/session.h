@@ -93,8 +93,8 @@ private:
     QString journalText(int state, bool done) const;
     Probe lookAt(QString* problem) const;
     // `standIns`: through the file access set with setIo().
-    std::unique_ptr<CxFile> examine(bool readOnly, bool acceptDamaged, const CxFile* same, Probe* found,
-                                    QString* problem, bool standIns) const;
+    std::unique_ptr<CxFile> examine(bool readOnly, bool acceptDamaged, Probe* found, QString* problem,
+                                    bool standIns) const;
 
     QString m_path;
     int m_lockFd = -1;
