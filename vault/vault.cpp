@@ -7,6 +7,7 @@
 #include "vault/password.h"
 
 #include <QByteArray>
+#include <QHash>
 
 #include <cerrno>
 #include <cstring>
@@ -329,7 +330,12 @@ CVaultResult CVault::changePassword(const QString& oldPassword, const QString& n
             if (!storeRecord(*r, false))
                 return false;
         }
-        if (!storeSettings(settings))
+        // The same password again leaves the settings as they are.
+        char before[CvxConfig::StoredSize];
+        char after[CvxConfig::StoredSize];
+        m_settings.Encode(before);
+        settings.Encode(after);
+        if (std::memcmp(before, after, sizeof before) != 0 && !storeSettings(settings))
             return false;
         m_settings = settings;
         return true;
@@ -519,8 +525,14 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
     QVector<ImportSkip> skips;
     const CVaultResult result = change(tr("The imported records could not be saved."), [&](QString*) {
         int32_t nextKey = KeyPlan::RecordMarker;
+        // Categories found so far, by name in capitals: a new category is
+        // only made for a name no category has, so what was found stays.
+        QHash<QString, CCategory*> found;
         for (const ImportRow& row : rows) {
-            CCategory* category = m_categories.find(row.category);
+            const QString name = row.category.toUpper();
+            CCategory* category = found.value(name);
+            if (!category)
+                category = m_categories.find(row.category);
             if (!category) {
                 category = m_categories.CreateNew();
                 if (category->id < 0 || category->id > KeyPlan::MaxCategoryId) {
@@ -540,6 +552,7 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
                 if (!storeCategory(*category))
                     return false;
             }
+            found.insert(name, category);
             const bool protect = category->isProtected && passwordSet;
             if (protect && m_locked) {
                 skips.append({row.line, tr("Its category is protected and the data is locked.")});
