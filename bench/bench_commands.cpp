@@ -12,7 +12,7 @@
 // with its floor:
 //
 //   add one record      import of a one-line CSV      floor: one 100-byte pwrite + fsync
-//   password change     passwd, old = new password    floor: the file rewritten whole + fsync
+//   password change     passwd, to another password   floor: the file rewritten whole + fsync
 //   import              COUNT lines into a new file   floor: that file rewritten whole + fsync
 //   list, show          read-only commands            floor: list on a new, empty file
 //
@@ -39,6 +39,7 @@ extern char** environ;
 namespace {
 
 const char* const Password = "bench password";
+const char* const Other = "other password";
 
 struct Command
 {
@@ -208,9 +209,12 @@ int main(int argc, char** argv)
         std::perror("mkdtemp");
         return 1;
     }
-    const std::string pw1 = dir + "/pw1", pw3 = dir + "/pw3", one = dir + "/one.csv";
+    const std::string pw1 = dir + "/pw1", one = dir + "/one.csv";
+    // A password change back and forth, so that every run changes it.
+    const std::string there = dir + "/pw-there", back = dir + "/pw-back";
     writeText(pw1, std::string(Password) + "\n");
-    writeText(pw3, std::string(Password) + "\n" + Password + "\n" + Password + "\n");
+    writeText(there, std::string(Password) + "\n" + Other + "\n" + Other + "\n");
+    writeText(back, std::string(Other) + "\n" + Password + "\n" + Password + "\n");
     writeText(one, "Imported,One more title,user,secret,https://example.org,,,A note\n");
 
     std::printf("tool %s, %d runs each after one warm-up, times in ms (medians)\n", tool.c_str(), runs);
@@ -241,8 +245,10 @@ int main(int argc, char** argv)
         figures.push_back(measure("add one record (import 1 line)", runs, 5,
                                   [&] { return Command{{tool, "--file", add, "import", one, "--password-stdin"}, pw1}; },
                                   floorWrite));
+        int changes = 0;
         figures.push_back(measure("password change (passwd)", runs, 3,
-                                  [&] { return Command{{tool, "--file", pw, "passwd"}, pw3}; }, floorRewrite(pw)));
+                                  [&] { return Command{{tool, "--file", pw, "passwd"}, changes++ % 2 ? back : there}; },
+                                  floorRewrite(pw)));
         auto removeFresh = [&] {
             unlink(fresh.c_str());
             unlink((fresh + "-journal").c_str());
@@ -281,7 +287,7 @@ int main(int argc, char** argv)
     }
     std::printf("list against keepassxc-cli: %s\n",
                 inPath("keepassxc-cli") ? "installed; not compared by this bench" : "keepassxc-cli is not installed");
-    for (const std::string& p : {pw1, pw3, one, dir + "/empty.dat"})
+    for (const std::string& p : {pw1, there, back, one, dir + "/empty.dat"})
         unlink(p.c_str());
     rmdir(dir.c_str());
     return ok ? 0 : 1;
