@@ -1,46 +1,22 @@
-// Feeds arbitrary bytes to the record file as if they were a stored file and
-// runs every operation on it. The first input byte chooses options; the rest
-// is the file. Reads size their buffer from ReadRecordSize, so an overrun
-// shows up under AddressSanitizer.
+// Feeds arbitrary bytes to the record file as if they were a stored file,
+// in memory, and runs every operation on it, each change through its
+// journal. The first input byte chooses options; the rest is the file.
+// Reads size their buffer from ReadRecordSize, so an overrun shows up under
+// AddressSanitizer.
+#include "memdisk.h"
 #include "storage/cxfile.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace {
 
-constexpr char Signature[] = "Vaultix0001";
-
-class QuietFile : public CxFile
-{
-public:
-    QuietFile() : CxFile(Signature) {}
-    void FlushToDisk() override {}
-};
-
-const std::string& scratchPath()
-{
-    static const std::string path = "/tmp/fuzz_cxfile_" + std::to_string(getpid()) + ".dat";
-    return path;
-}
-
-bool writeFile(const uint8_t* data, size_t size)
-{
-    const int fd = ::open(scratchPath().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (fd < 0)
-        return false;
-    const bool ok = size == 0 || ::write(fd, data, size) == ssize_t(size);
-    ::close(fd);
-    return ok;
-}
+MemDisk* disk;
+// What an open transaction may have added to the file, in memory only.
+size_t staged;
 
 // No length may be trusted beyond the file's own size.
 void readEntry(CxFile& file)
@@ -49,8 +25,7 @@ void readEntry(CxFile& file)
     file.ReadRecordKey(key);
     if (!file.ReadRecordSize(size))
         return;
-    struct stat info = {};
-    if (size < 0 || ::stat(scratchPath().c_str(), &info) != 0 || size > info.st_size)
+    if (size < 0 || size_t(size) > disk->files.at(FuzzDataPath).bytes.size() + staged)
         __builtin_trap();
     std::vector<char> buffer(size_t(size) + 1);
     file.ReadRecord(buffer.data() + 1, got); // +1: catches writes before the buffer too
@@ -88,16 +63,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size < 1)
         return 0;
     const uint8_t options = data[0];
-    std::vector<uint8_t> bytes(data + 1, data + size);
+    Bytes bytes(data + 1, data + size);
     // Usually give the file our signature, so the fuzzer spends its time
     // past the header check.
     if ((options & 1) == 0 && bytes.size() >= CxLayout::SignatureSize)
         std::memcpy(bytes.data(), "Vaultix0001\0\0\0\0\0", CxLayout::SignatureSize);
-    if (!writeFile(bytes.data(), bytes.size()))
-        return 0;
-
-    QuietFile file;
-    if (file.Open(scratchPath().c_str()) == 0) {
+    MemDisk files;
+    disk = &files;
+    staged = 0;
+    files.put(FuzzDataPath, bytes);
+    MemIo io(files), journalIo(files);
+    CxFile file(FuzzSignature, &io, &journalIo);
+    if (file.Open(FuzzDataPath) == 0) {
         walk(file);
         // Keys that occur in the input, plus small ones near the key plan.
         for (size_t i = 0; i < 8; ++i) {
@@ -106,7 +83,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                 readEntry(file);
         }
         if (options & 2) {
+            // Bit 4 makes the changes one transaction: one journal instead
+            // of up to twelve, and the walk reads through the staged writes.
+            const bool together = options & 16;
+            if (together)
+                file.BeginTransaction();
             const std::string record(size_t(options) * 3, 'r');
+            // Four records' data chains (blocks at least 64 bytes, 52 of
+            // them data) and an index split each.
+            if (together)
+                staged = 4 * (2 * record.size() + 2 * CxLayout::MaxBlockSize);
             for (size_t i = 0; i < 4; ++i) {
                 const int32_t key = keyAt(bytes.data(), bytes.size(), 28 + i * 12) ^ int32_t(i);
                 if (!file.AddRecord(key, record.data(), int32_t(record.size())))
@@ -117,9 +103,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                     file.DeleteRecord();
             }
             walk(file);
+            if (together)
+                file.CommitTransaction();
         }
     }
     file.Close();
-    ::unlink(scratchPath().c_str());
+    // Every change removed its journal.
+    if (files.files.size() != 1)
+        __builtin_trap();
     return 0;
 }
