@@ -1,5 +1,7 @@
 // Feeds arbitrary bytes to the decoders of records, categories and settings,
-// then reads, re-enciphers and re-encodes what came out.
+// then reads, re-enciphers and re-encodes what came out. The first byte
+// chooses one of a few keys, scheduled once: a schedule per input would
+// take most of the run.
 #include "crypto/cipherkey.h"
 #include "vault/category.h"
 #include "vault/record.h"
@@ -29,10 +31,15 @@ void stable(T& t)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static const CCipherKey key(QByteArray("fuzz key"));
+    // None, empty, a password, one longer than the 72 bytes that count.
+    static const CCipherKey keys[] = {CCipherKey(), CCipherKey(QByteArray("")), CCipherKey(QByteArray("fuzz key")),
+                                      CCipherKey(QByteArray(100, 'k'))};
     static CvxConfig settings;
-    const int n = size > 1 << 20 ? 1 << 20 : int(size);
-    const char* bytes = reinterpret_cast<const char*>(data);
+    if (size < 1)
+        return 0;
+    const CCipherKey& key = keys[data[0] % 4];
+    const int n = size > 1 << 20 ? 1 << 20 : int(size - 1);
+    const char* bytes = reinterpret_cast<const char*>(data + 1);
 
     CRecord record;
     record.Decode(bytes, n);
