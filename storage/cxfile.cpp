@@ -468,6 +468,33 @@ bool CxFile::FindLastRecord()
     return count >= 1;
 }
 
+int32_t CxFile::FirstFreeKey(int32_t from)
+{
+    if (!FindRecord(from))
+        return from;
+    int64_t free = int64_t(from) + 1;
+    const unsigned char* block = m_indexBlock;
+    int position = m_currentEntry + 1;
+    // Bounded as FindNextRecord is, so that a damaged, cyclic chain ends.
+    for (int64_t steps = 0; free <= INT32_MAX;) {
+        const int count = entryCount(block);
+        for (; position < count && free <= INT32_MAX; ++position, ++free) {
+            if (entryKey(const_cast<unsigned char*>(block), position) != free)
+                return int32_t(free);
+        }
+        if (position < count)
+            break;
+        const int32_t next = field(block, IxNext);
+        if (next < 0 || ++steps > maxBlocks() || !usable(next))
+            break;
+        block = m_image.data() + next;
+        if (entryCount(block) < 1)
+            break;
+        position = 0;
+    }
+    return int32_t(std::min<int64_t>(free, INT32_MAX));
+}
+
 bool CxFile::AddRecord(int32_t key, const char* data, int32_t size)
 {
     CxTransaction change(this);

@@ -81,6 +81,10 @@ public:
     virtual bool FindNextRecord();
     virtual bool FindLastRecord();
     virtual bool AddRecord(int32_t key, const char* data, int32_t size);
+    // The smallest key from `from` on that no record has: one walk along
+    // the index from `from`, as FindRecord(from) and FindNextRecord would
+    // make it, without moving the cursor further than FindRecord(from).
+    int32_t FirstFreeKey(int32_t from);
     virtual bool ReadRecordKey(int32_t& key);
     virtual bool ReadRecordSize(int32_t& size);
     // The buffer must hold at least ReadRecordSize() bytes; never more is written.

@@ -224,12 +224,8 @@ bool CVault::storeCategory(const CCategory& category)
 // failed probe of the free one.
 int32_t CVault::freeRecordKey(int32_t from)
 {
-    int32_t free = from;
-    if (m_file->FindRecord(free)) {
-        ++free;
-        int32_t k = 0;
-        while (m_file->FindNextRecord() && m_file->ReadRecordKey(k) && k == free)
-            ++free;
+    const int32_t free = m_file->FirstFreeKey(from);
+    if (free != from) {
         m_file->FindRecord(free - 1);
         m_file->FindRecord(free);
     }
