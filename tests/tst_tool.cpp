@@ -212,6 +212,7 @@ private slots:
         row("check folder", "folder", {"check"}, {}, 2);
         row("check foreign", "foreign", {"check"}, {}, 1);
         row("list damaged", "damaged", {"list"}, {}, 1);
+        row("keys damaged", "damaged", {"keys"}, {}, 1, "is damaged");
         row("passwd damaged", "damaged", {"passwd"}, "\na\na\n", 1);
         row("list foreign", "foreign", {"list"}, {}, 2);
         row("list folder", "folder", {"list"}, {}, 2);

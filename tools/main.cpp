@@ -2,6 +2,7 @@
 // command line. Finds the command, parses its arguments with the command's
 // own parser and hands over to toolcommands.cpp.
 
+#include "crypto/coredumps.h"
 #include "crypto/passwordgenerator.h"
 #include "tools/toolcommands.h"
 
@@ -274,6 +275,8 @@ int UsageError(const QString& text, const Command* command)
 
 int main(int argc, char* argv[])
 {
+    // Before anything is deciphered: a crash must not write it to disk.
+    DisableCoreDumps();
     QCoreApplication app(argc, argv);
     const QCommandLineOption fileOption(QStringLiteral("file"), QString(), QStringLiteral("PATH"));
     const QCommandLineOption helpOption(QStringList{QStringLiteral("h"), QStringLiteral("help")});

@@ -170,6 +170,14 @@ int CheckFile(const QString& path)
 
 int ListKeys(const QString& path)
 {
+    // Keys read off a damaged chain would be empty or garbage, and look like
+    // an answer: the file is checked first, as the next open will read it.
+    CxFileCheck check(QByteArray(), KeyPlan::Signature);
+    QString error;
+    if (check.load(path, &error) && !check.run()) {
+        PrintError(Tool::tr("%1 is damaged; \"check\" names the damage.").arg(path));
+        return ExitFailed;
+    }
     CxFile file(KeyPlan::Signature);
     switch (file.OpenReadOnly(QFile::encodeName(path).constData())) {
     case 0:
