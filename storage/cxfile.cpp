@@ -1081,8 +1081,27 @@ bool CxFile::writeOut()
         return true;
     if (!writable())
         return fail(EROFS, m_path + " is open for reading only");
-    std::sort(m_touched.begin(), m_touched.end(),
-              [](const Original& a, const Original& b) { return a.page < b.page; });
+    auto byPage = [](const Original& a, const Original& b) { return a.page < b.page; };
+    std::sort(m_touched.begin(), m_touched.end(), byPage);
+    // Blocks left alone between written ones, a few at most, go out again
+    // with them (journaled like the rest), so that a change scattered over
+    // the file is a few large writes rather than one per block.
+    constexpr int64_t MaxGapBlocks = 8;
+    std::vector<int64_t> gaps;
+    for (size_t i = 1; i < m_touched.size(); ++i) {
+        const int64_t from = m_touched[i - 1].page + pageLength(m_touched[i - 1].page);
+        const int64_t to = m_touched[i].page;
+        if (to > from && to - from <= MaxGapBlocks * blockSize() && to <= m_fileSize) {
+            for (int64_t page = from; page < to; page += blockSize())
+                gaps.push_back(page);
+        }
+    }
+    for (int64_t page : gaps) {
+        if (!keepOriginal(page))
+            return fail(ENOMEM, m_path + " cannot be written");
+    }
+    if (!gaps.empty())
+        std::sort(m_touched.begin(), m_touched.end(), byPage);
     // A piece reaches past the end when the file's length is not a whole
     // number of blocks; what lies past it is never written. The header is
     // always in the journal, written or not: it tells this file from
