@@ -171,17 +171,19 @@ int CheckFile(const QString& path)
 int ListKeys(const QString& path)
 {
     // Keys read off a damaged chain would be empty or garbage, and look like
-    // an answer: the file is checked first, as the next open will read it.
-    CxFileCheck check(QByteArray(), KeyPlan::Signature);
-    QString error;
-    if (check.load(path, &error) && !check.run()) {
-        PrintError(Tool::tr("%1 is damaged; \"check\" names the damage.").arg(path));
-        return ExitFailed;
-    }
+    // an answer: the bytes read are checked before any key is listed.
     CxFile file(KeyPlan::Signature);
-    switch (file.OpenReadOnly(QFile::encodeName(path).constData())) {
+    const auto sound = [](const unsigned char* bytes, int64_t size) {
+        return CxFileCheck(QByteArray::fromRawData(reinterpret_cast<const char*>(bytes), qsizetype(size)),
+                           KeyPlan::Signature)
+            .run();
+    };
+    switch (file.OpenReadOnly(QFile::encodeName(path).constData(), sound)) {
     case 0:
         break;
+    case -4:
+        PrintError(Tool::tr("%1 is damaged; \"check\" names the damage.").arg(path));
+        return ExitFailed;
     case -1:
         PrintError(Tool::tr("%1 does not exist.").arg(path));
         return ExitUsage;
