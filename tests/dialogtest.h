@@ -4,19 +4,82 @@
 // A stand-in for the record list, and a driver that acts on each modal
 // dialog, message box and pop-up menu from inside its own event loop.
 
+#include "platform/dialogdecoration.h"
 #include "platform/messagebox.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDialog>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPointer>
 #include <QResizeEvent>
 #include <QTimer>
+#include <QTreeWidget>
 #include <QtTest>
 
 #include <deque>
 #include <functional>
+
+// The control of that object name; a warning, not a crash, when missing.
+template <class T> T* child(QWidget* d, const char* name)
+{
+    T* w = d->findChild<T*>(QString::fromLatin1(name));
+    if (!w)
+        qWarning("no control %s", name);
+    return w;
+}
+
+// The first control of that class whose text reads `text`.
+template <class T> T* withText(QWidget* d, const QString& text)
+{
+    for (T* w : d->findChildren<T*>()) {
+        if (w->text() == text)
+            return w;
+    }
+    qWarning("no control reads %s", qPrintable(text));
+    return nullptr;
+}
+
+inline void click(QWidget* d, const char* name)
+{
+    QTest::mouseClick(child<QAbstractButton>(d, name), Qt::LeftButton);
+}
+
+// The title bar's OK and close controls, tapped with the pen.
+inline void tapBar(QDialog* d, bool ok)
+{
+    CDialogDecoration* bar = CDialogDecoration::of(d);
+    QVERIFY(bar);
+    QTest::mouseClick(bar, Qt::LeftButton, {}, (ok ? bar->okRect() : bar->closeRect()).center());
+}
+inline void tapOk(QDialog* d) { tapBar(d, true); }
+inline void tapClose(QDialog* d) { tapBar(d, false); }
+
+// Types any text, as a keyboard whose layout has those letters would
+// (QTest::keyClicks knows ASCII only). `retype` clears the field first.
+inline void type(QWidget* w, const QString& text)
+{
+    for (const QChar c : text)
+        QTest::sendKeyEvent(QTest::Click, w, Qt::Key_unknown, QString(c), Qt::NoModifier);
+}
+inline void retype(QLineEdit* edit, const QString& text)
+{
+    edit->selectAll();
+    QTest::keyClick(edit, Qt::Key_Delete);
+    QTest::keyClicks(edit, text);
+}
+
+// One column of the list's rows, top to bottom; hidden rows left out.
+inline QStringList cells(const QTreeWidget& list, int column = 1)
+{
+    QStringList out;
+    for (int i = 0; i < list.topLevelItemCount(); ++i) {
+        if (!list.topLevelItem(i)->isHidden())
+            out << list.topLevelItem(i)->text(column);
+    }
+    return out;
+}
 
 class WatchedWidget : public QWidget
 {

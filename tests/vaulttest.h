@@ -14,6 +14,18 @@
 #include <cerrno>
 #include <memory>
 
+inline QByteArray fileBytes(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+inline bool writeBytes(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
+}
+
 // The real file system, but the Nth write-side call from now on (a write,
 // sync, truncate or removal, of the file or its journal) fails with `error`.
 // Two of them, one for the file and one for the journal, share a countdown.
@@ -80,11 +92,7 @@ struct TestVault
         return vault->session().lock() && vault->open();
     }
 
-    QByteArray bytes() const
-    {
-        QFile file(path());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray bytes() const { return fileBytes(path()); }
 
     // The Nth write-side call from now on fails (0: the next one).
     void failAt(int n, int error = ENOSPC)
@@ -95,6 +103,62 @@ struct TestVault
     }
     void healthy() { countdown.left = -1; }
 };
+
+// A record's texts as the vault shows them now; empty for no record.
+inline QStringList recordTexts(const CVault& vault, const CRecord* r)
+{
+    QStringList out;
+    for (int i = 0; r && i < CRecord::TextCount; ++i)
+        out << vault.text(*r, i);
+    return out;
+}
+
+// Adds a record of that category (texts not given are empty); its key.
+inline int addRecord(CVault& vault, int category, const QStringList& texts)
+{
+    CVault::Texts all;
+    for (int i = 0; i < CVault::TextCount; ++i)
+        all[i] = texts.value(i);
+    int key = -1;
+    const CVaultResult result = vault.addRecord(category, all, &key);
+    if (!result.ok())
+        qWarning("%s", qPrintable(result.error()));
+    return key;
+}
+
+struct SampleRecord
+{
+    int category;
+    QStringList texts;
+};
+
+// Records of Bank and Credit Card (protected in the default database) and
+// of Email (plain).
+inline const QList<SampleRecord> Sample = {
+    {0, {"b1", "acct", "1234", "", "", "", "note"}},
+    {3, {"e1", "me", "secret"}},
+    {1, {"c1", "4111", "12/30", "999"}},
+    {0, {"b2", "x", "", "", "", "", "a longer note than eight bytes"}},
+};
+
+inline void addRecords(CVault& vault, const QList<SampleRecord>& records = Sample)
+{
+    for (const SampleRecord& r : records)
+        QVERIFY(addRecord(vault, r.category, r.texts) >= 0);
+}
+
+// Every text of every record reads as it was written.
+inline void verifyTexts(const CVault& vault, const QList<SampleRecord>& records = Sample)
+{
+    QStringList got, want;
+    for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r))
+        got << recordTexts(vault, r);
+    for (const SampleRecord& r : records) {
+        for (int i = 0; i < CRecord::TextCount; ++i)
+            want << r.texts.value(i);
+    }
+    QCOMPARE(got, want);
+}
 
 // What a vault holds, as text: settings, categories, records (texts as
 // the vault shows them now), for comparing memory with a fresh load.
@@ -109,9 +173,7 @@ inline QString vaultState(const CVault& vault)
     for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r)) {
         out += QStringLiteral("R %1 %2 %3 %4").arg(r->key).arg(r->category).arg(r->encrypted)
                    .arg(QString::fromLatin1(r->Encode().toHex()));
-        for (int i = 0; i < CRecord::TextCount; ++i)
-            out += u'|' + vault.text(*r, i);
-        out += u'\n';
+        out += u'|' + recordTexts(vault, r).join(u'|') + u'\n';
     }
     return out;
 }
@@ -132,6 +194,17 @@ inline QString reloadedState(const TestVault& tv, const QString& password = QStr
 {
     const std::unique_ptr<CVault> fresh = reload(tv, password);
     return fresh ? vaultState(*fresh) : QStringLiteral("unreadable");
+}
+
+// A change the application tried when the disk was full: the message box
+// named what and why, the file is as it was, and memory holds what it holds.
+inline void verifyDiskFullShown(const TestVault& tv, const QStringList& boxes, const QString& what,
+                                const QByteArray& before, const QString& password = QString())
+{
+    QVERIFY(tv.countdown.fired);
+    QCOMPARE(boxes.value(boxes.size() - 1), "Vaultix|" + what + "\nThe disk is full.\nNothing was changed.");
+    QCOMPARE(tv.bytes(), before);
+    QCOMPARE(vaultState(*tv.vault), reloadedState(tv, password));
 }
 
 #endif
