@@ -7,7 +7,6 @@
 #include "vault/keyplan.h"
 
 #include <QHeaderView>
-#include <QLineEdit>
 #include <QScrollBar>
 
 #include <memory>
@@ -19,14 +18,6 @@ const QColor Second(200, 200, 255);
 const QString Lost = "-- CORRUPT RECORD --";
 // Stands for the id of the category that add(Gone) leaves behind.
 constexpr int Gone = -2;
-
-QStringList cells(const QTreeWidget& list, int column)
-{
-    QStringList out;
-    for (int i = 0; i < list.topLevelItemCount(); ++i)
-        out << list.topLevelItem(i)->text(column);
-    return out;
-}
 
 void tapHeader(CvxListView& list, int section)
 {
@@ -66,11 +57,8 @@ class TstListView : public QObject
 
     void add(int category, const QStringList& t)
     {
-        CVault::Texts texts;
-        for (int i = 0; i < CVault::TextCount; ++i)
-            texts[i] = t.value(i);
         if (category != Gone) {
-            QVERIFY(vault().addRecord(category, texts).ok());
+            QVERIFY(addRecord(vault(), category, t) >= 0);
             return;
         }
         // A record whose category the file has lost: its category's entry
@@ -78,7 +66,7 @@ class TstListView : public QObject
         CCategory gone;
         gone.name = "gone";
         QVERIFY(vault().addCategory(gone, &m_goneId).ok());
-        QVERIFY(vault().addRecord(m_goneId, texts).ok());
+        QVERIFY(addRecord(vault(), m_goneId, t) >= 0);
         CxFile* file = vault().session().file();
         file->BeginTransaction();
         QVERIFY(file->FindRecord(KeyPlan::CategoryKey(m_goneId)) && file->DeleteRecord());
@@ -268,32 +256,6 @@ private slots:
         QCOMPARE(list->taps, (QList<QPair<QTreeWidgetItem*, int>>{{list->topLevelItem(1), 2}}));
     }
 
-    // The rows follow the password and the lock by themselves: a password
-    // set through the menu leaves the data locked, so protected fields hide.
-    void protectedFieldsFollowPasswordAndLock()
-    {
-        add(0, {"My bank", "12-34", "", "note"});
-        add(3, {"Mail", "me", "pw"});
-        auto list = shownList();
-        QCOMPARE(cells(*list, 2), QStringList({"me", "12-34"}));
-
-        DialogDriver driver;
-        driver.actions.push_back([](QDialog* d) {
-            QTest::keyClicks(d->findChild<QLineEdit*>("newPassword"), "abc");
-            QTest::keyClicks(d->findChild<QLineEdit*>("confirmPassword"), "abc");
-            d->accept();
-        });
-        list->slotMenuPassWord();
-        QVERIFY(vault().hasPassword() && vault().isLocked());
-        for (bool locked : {true, false, true}) {
-            if (locked)
-                vault().lock();
-            else
-                QVERIFY(vault().unlock("abc"));
-            QCOMPARE(cells(*list, 2), QStringList({"me", locked ? "******" : "12-34"}));
-            QCOMPARE(cells(*list, 3), QStringList({"pw", ""}));
-        }
-    }
 };
 
 QTEST_MAIN(TstListView)

@@ -3,7 +3,6 @@
 
 #include "dialogtest.h"
 
-#include "platform/dialogdecoration.h"
 #include "platform/resource.h"
 #include "tools/demodata.h"
 #include "ui/application.h"
@@ -19,7 +18,6 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
-#include <QMenuBar>
 #include <QTemporaryDir>
 #include <QToolBar>
 
@@ -43,8 +41,7 @@ std::function<void(QDialog*)> typeAndOk(const char* type, const QStringList& tex
             e->selectAll();
             QTest::keyClicks(e, texts.value(i++));
         }
-        CDialogDecoration* bar = CDialogDecoration::of(d);
-        QTest::mouseClick(bar, Qt::LeftButton, {}, bar->okRect().center());
+        tapOk(d);
     };
 }
 
@@ -97,16 +94,7 @@ class TstShell : public QObject
         return nullptr;
     }
 
-    // The shown rows' field 1, top to bottom.
-    QStringList shownRows() const
-    {
-        QStringList out;
-        for (int i = 0; i < list()->topLevelItemCount(); ++i) {
-            if (!list()->topLevelItem(i)->isHidden())
-                out << list()->topLevelItem(i)->text(1);
-        }
-        return out;
-    }
+    QStringList shownRows() const { return cells(*list()); }
 
     // Holds the pen on (or right-clicks) the row whose field 1 is `first`;
     // the menu that opens notes its entries in `entries` and runs `choice`.
@@ -164,13 +152,7 @@ class TstShell : public QObject
     QWidget* lockTool() const { return m_window->findChild<QToolBar*>("buttonToolBar")->widgetForAction(m_window->lockAction()); }
 
     // Column 2 of every row: "******" for a protected record while locked.
-    QStringList secondFields() const
-    {
-        QStringList out;
-        for (int i = 0; i < list()->topLevelItemCount(); ++i)
-            out << list()->topLevelItem(i)->text(2);
-        return out;
-    }
+    QStringList secondFields() const { return cells(*list(), 2); }
 
 private slots:
     void initTestCase()
@@ -189,47 +171,19 @@ private slots:
     {
         open(4, QString());
         QCOMPARE(m_window->windowTitle(), QStringLiteral("Vaultix V1.0.0"));
-        QCOMPARE(m_window->centralWidget(), list());
-
-        auto* bar = m_window->findChild<QMenuBar*>();
-        QVERIFY(bar);
-        QCOMPARE(bar->actions().size(), 1);
-        QCOMPARE(bar->actions().first()->text(), QStringLiteral("Utility"));
         QStringList entries;
         for (QAction* a : m_window->utilityMenu()->actions())
             entries << (a->isSeparator() ? QStringLiteral("-") : a->text());
         QCOMPARE(entries, QStringList({"Find", "-", "Password", "Category", "Configuration", "-", "Import", "Export",
                                        "-", "About", "-", "Quit"}));
-
         // The find field's bar shows only while it is in use.
-        const QList<QToolBar*> bars = m_window->findChildren<QToolBar*>();
-        QCOMPARE(bars.size(), 3);
         QVERIFY(!m_window->findBar()->isVisible());
-        for (QToolBar* b : bars)
-            QVERIFY(!b->isMovable());
-        QCOMPARE(m_window->newAction()->text(), QStringLiteral("New"));
-        QVERIFY(!m_window->newAction()->icon().isNull());
-
         CCatCombo* combo = m_window->categoryCombo();
         QCOMPARE(combo->itemText(0), QStringLiteral("All"));
         QCOMPARE(combo->count(), 1 + list()->categories()->count);
-        // All 4 records shown, the filter off.
-        QCOMPARE(list()->filter(), -1);
         QCOMPARE(list()->topLevelItemCount(), 4);
         // The whole window fits the handheld's screen.
         QVERIFY(m_window->minimumSizeHint().width() <= 240);
-    }
-
-    // The "Password" entry reaches the list, which runs the change dialog.
-    void passwordEntry()
-    {
-        open(2, QString());
-        DialogDriver driver;
-        driver.actions.push_back(typeAndOk("CdlgChgPassword", {Password, Password}));
-        entry("Password")->trigger();
-        QCOMPARE(driver.shown, 1);
-        QVERIFY(m_vault->settings().anyVerifierByte());
-        QVERIFY(m_window->lockAction()->isEnabled());
     }
 
     void lockButton_data()
@@ -242,7 +196,6 @@ private slots:
         QTest::addColumn<bool>("timerRuns");
 
         const QStringList none;
-        QTest::newRow("no password: nothing to lock") << QString() << none << false << false << true << false;
         QTest::newRow("no password: a tap asks nothing") << QString() << QStringList{"-"} << false << false << true
                                                        << false;
         QTest::newRow("password, locked") << Password << none << false << true << true << false;
@@ -260,8 +213,6 @@ private slots:
         QFETCH(bool, removeAfter);
         QFETCH(bool, enabled);
         QFETCH(bool, locked);
-        QFETCH(bool, timerRuns);
-
         open(6, password);
         DialogDriver driver;
         driver.answers = {QMessageBox::No};
@@ -288,7 +239,7 @@ private slots:
         const QString base = locked ? QStringLiteral("korel/buttons/lock") : QStringLiteral("korel/buttons/unlock");
         QCOMPARE(shown(lock, QIcon::Normal), picture(base));
         QCOMPARE(shown(lock, QIcon::Disabled), picture(base + "_inactv"));
-        QCOMPARE(timer()->isActive(), timerRuns);
+        QTEST(timer()->isActive(), "timerRuns");
     }
 
     void autolock_data()
@@ -299,12 +250,10 @@ private slots:
         QTest::addColumn<int>("interval"); // 0: stopped; 1234: left as it was
 
         QTest::newRow("pen press") << 5 << false << "press" << 300000;
-        QTest::newRow("99 minutes") << 99 << false << "press" << 5940000;
         QTest::newRow("key press") << 5 << false << "key" << 300000;
         QTest::newRow("wheel") << 5 << false << "wheel" << 300000;
         QTest::newRow("press in a modal dialog") << 5 << false << "dialog" << 300000;
         QTest::newRow("pen release") << 5 << false << "release" << 1234;
-        QTest::newRow("key release") << 5 << false << "keyrelease" << 1234;
         QTest::newRow("pen move") << 5 << false << "move" << 1234;
         QTest::newRow("press while locked") << 5 << true << "press" << 0;
         QTest::newRow("autolock off") << 0 << false << "press" << 0;
@@ -316,7 +265,6 @@ private slots:
         QFETCH(bool, locked);
         QFETCH(QString, input);
         QFETCH(int, interval);
-
         open(2, Password);
         setAutolock(minutes);
         if (!locked)
@@ -332,8 +280,6 @@ private slots:
             QTest::mouseMove(target, at);
         } else if (input == "key") {
             QTest::keyPress(list(), Qt::Key_Down);
-        } else if (input == "keyrelease") {
-            QTest::keyRelease(list(), Qt::Key_Down);
         } else if (input == "wheel") {
             QWheelEvent wheel(at, target->mapToGlobal(at), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
                               Qt::NoScrollPhase, false);
@@ -392,10 +338,6 @@ private slots:
                                                    << head + QStringList{"Copy System", "Copy User Name",
                                                                          "Copy Password", "Copy Field 4"}
                                                    << QStringList{} << 5;
-        QTest::newRow("hold, nothing chosen") << "hold" << "Home 2" << QString()
-                                              << head + QStringList{"Copy Company", "Copy Access #", "Copy PIN",
-                                                                    "Copy Field 4"}
-                                              << QStringList{} << 6;
     }
     void rowMenuCommands()
     {
