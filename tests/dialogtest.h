@@ -1,8 +1,11 @@
 #ifndef VAULTIX_TESTS_DIALOGTEST_H
 #define VAULTIX_TESTS_DIALOGTEST_H
 
-// A stand-in for the record list, and a driver that acts on each modal
-// dialog, message box and pop-up menu from inside its own event loop.
+// A stand-in for the record list, a driver that acts on each modal dialog,
+// message box and pop-up menu from inside its own event loop, and a test
+// case that gets a fresh vault and main window for each test function.
+
+#include "vaulttest.h"
 
 #include "platform/dialogdecoration.h"
 #include "platform/messagebox.h"
@@ -68,6 +71,19 @@ inline void retype(QLineEdit* edit, const QString& text)
     edit->selectAll();
     QTest::keyClick(edit, Qt::Key_Delete);
     QTest::keyClicks(edit, text);
+}
+
+// The list's row whose field 1 reads `first`, and a tap on it.
+inline QTreeWidgetItem* rowOf(const QTreeWidget& list, const QString& first)
+{
+    const QList<QTreeWidgetItem*> found = list.findItems(first, Qt::MatchExactly, 1);
+    if (found.isEmpty())
+        qWarning("no row %s", qPrintable(first));
+    return found.value(0);
+}
+inline void tapRow(QTreeWidget& list, const QString& first)
+{
+    QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, list.visualItemRect(rowOf(list, first)).center());
 }
 
 // One column of the list's rows, top to bottom; hidden rows left out.
@@ -163,6 +179,32 @@ protected:
                 guard->reject();
         });
         return false;
+    }
+};
+
+// A vault on a new default file and a main window with a list area, made
+// anew for each test function.
+class DialogTestCase : public QObject
+{
+    Q_OBJECT
+
+protected:
+    std::unique_ptr<TestVault> m_tv;
+    std::unique_ptr<TestMainWindow> m_main;
+
+    CVault& vault() { return *m_tv->vault; }
+
+protected slots:
+    void init()
+    {
+        m_tv = std::make_unique<TestVault>();
+        QVERIFY(m_tv->open());
+        m_main = std::make_unique<TestMainWindow>();
+    }
+    void cleanup()
+    {
+        m_main.reset();
+        m_tv.reset();
     }
 };
 

@@ -1,5 +1,4 @@
 #include "dialogtest.h"
-#include "vaulttest.h"
 
 #include "ui/dlgcategoryedit.h"
 #include "ui/dlgcategoryselect.h"
@@ -7,13 +6,11 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
 
 namespace {
 
@@ -42,23 +39,19 @@ void acceptOrCancel(QDialog* d)
 
 } // namespace
 
-class TstCategoryDialogs : public QObject
+class TstCategoryDialogs : public DialogTestCase
 {
     Q_OBJECT
 
-    std::unique_ptr<TestVault> m_tv;
-    std::unique_ptr<QWidget> m_window;
     CvxListView* m_list = nullptr;
 
-    CVault& vault() { return *m_tv->vault; }
+    // The record list in place of the main window's stand-in.
     void makeList()
     {
-        m_window = std::make_unique<QWidget>();
-        m_window->setGeometry(100, 50, 240, 320);
-        m_list = new CvxListView(vault(), m_window.get());
-        m_list->setGeometry(0, 40, 240, 250);
+        m_list = new CvxListView(vault(), &m_main->window);
+        m_list->setGeometry(m_main->list->geometry());
         m_list->slotShowFilteredByCategory(-1);
-        m_window->show();
+        m_list->show();
     }
     bool run() { return CdlgCategorySelect::RunCategoryCommand(vault(), m_list); }
 
@@ -74,16 +67,6 @@ class TstCategoryDialogs : public QObject
 
 private slots:
     void initTestCase() { qputenv("QPEDIR", VX_TEST_SOURCE_DIR); }
-    void init()
-    {
-        m_tv = std::make_unique<TestVault>();
-        QVERIFY(m_tv->open());
-    }
-    void cleanup()
-    {
-        m_window.reset();
-        m_tv.reset();
-    }
 
     // Renaming is not checked against the other names; a new name is,
     // ignoring case. Every text stops at 31 characters.

@@ -1,7 +1,6 @@
 // The file chooser and the Import and Export commands, driven through real
 // dialogs and message boxes.
 #include "dialogtest.h"
-#include "vaulttest.h"
 
 #include "csv/csvimport.h"
 #include "ui/csvcommands.h"
@@ -9,11 +8,9 @@
 #include "ui/vxlistview.h"
 
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QSignalSpy>
 
-#include <memory>
 
 namespace {
 
@@ -48,15 +45,13 @@ QString dirLabel(QDialog* d)
 
 } // namespace
 
-class TestCsvDialogs : public QObject
+class TestCsvDialogs : public DialogTestCase
 {
     Q_OBJECT
 
     QTemporaryDir m_dir;
     QString m_work;
-    std::unique_ptr<TestVault> m_tv;
 
-    CVault& vault() { return *m_tv->vault; }
     // Chooses in.csv in the file chooser.
     static void chooseInput(DialogDriver& driver)
     {
@@ -78,15 +73,12 @@ private slots:
     void init()
     {
         QVERIFY(QDir::setCurrent(m_work));
-        m_tv = std::make_unique<TestVault>();
-        QVERIFY(m_tv->open());
+        DialogTestCase::init();
     }
-    void cleanup() { m_tv.reset(); }
 
     void listing()
     {
-        TestMainWindow main;
-        CDlgFileOpen dlg(main.list, true);
+        CDlgFileOpen dlg(m_main->list, true);
         QCOMPARE(dlg.windowTitle(), QString("Import from File"));
         // Directories first and marked; the way up kept.
         QCOMPARE(entries(&dlg), (QStringList{"./", "../", "sub/", "in.csv", "old.csv"}));
@@ -104,8 +96,7 @@ private slots:
 
     void exportName()
     {
-        TestMainWindow main;
-        CDlgFileOpen dlg(main.list, false);
+        CDlgFileOpen dlg(m_main->list, false);
         QCOMPARE(dlg.windowTitle(), QString("Export to File"));
         QCOMPARE(dlg.GetFileName(), QString());
         auto* edit = dlg.findChild<QLineEdit*>(QStringLiteral("fileEdit"));
@@ -129,8 +120,7 @@ private slots:
     void labelShortened()
     {
         QFETCH(QString, path);
-        TestMainWindow main;
-        CDlgFileOpen dlg(main.list, true);
+        CDlgFileOpen dlg(m_main->list, true);
         dlg.SetDirLabel(path);
         QTEST(dirLabel(&dlg), "shown");
     }
@@ -190,7 +180,6 @@ private slots:
     {
         QFETCH(QString, tap);
         QFETCH(QString, box);
-        TestMainWindow main;
         const QByteArray before = m_tv->bytes();
         DialogDriver driver;
         driver.actions.push_back([tap](QDialog* d) {
@@ -198,20 +187,19 @@ private slots:
                 tapEntry(d, tap);
             d->accept(); // the title bar's OK
         });
-        QVERIFY(!importFromCSV(vault(), main.list));
+        QVERIFY(!importFromCSV(vault(), m_main->list));
         QCOMPARE(driver.boxes, QStringList{box});
         QCOMPARE(m_tv->bytes(), before);
     }
 
     void lockedData()
     {
-        TestMainWindow main;
         QVERIFY(vault().changePassword(QString(), "pw").ok());
         QVERIFY(vault().isLocked());
         DialogDriver driver;
         driver.answers = {QMessageBox::Ok, QMessageBox::No};
-        QVERIFY(!importFromCSV(vault(), main.list));
-        exportToCSV(vault(), main.list);
+        QVERIFY(!importFromCSV(vault(), m_main->list));
+        exportToCSV(vault(), m_main->list);
         QCOMPARE(driver.shown, 0);
         QCOMPARE(driver.boxes,
                  (QStringList{"Import|Unable to import while the data\nis locked.\nPlease unlock the data first.",
@@ -222,7 +210,6 @@ private slots:
     // An existing file: No leaves it as it was, Yes replaces it.
     void exportOverExisting()
     {
-        TestMainWindow main;
         CVault::Texts texts = {"r1", "f2"};
         QVERIFY(vault().addRecord(0, texts).ok());
         QVERIFY(vault().addRecord(3, texts).ok());
@@ -233,9 +220,9 @@ private slots:
         };
         driver.actions = {choose, choose};
         driver.answers = {QMessageBox::No, QMessageBox::Yes, QMessageBox::Ok};
-        exportToCSV(vault(), main.list);
+        exportToCSV(vault(), m_main->list);
         QCOMPARE(fileBytes(m_work + "/old.csv"), QByteArray("keep me\n"));
-        exportToCSV(vault(), main.list);
+        exportToCSV(vault(), m_main->list);
         const QString question = "Export|The file you have specified\nexists.\nWould you like to overwrite it ?";
         QCOMPARE(driver.boxes, (QStringList{question, question, QString("Export|2 records exported\nsuccessfully.")}));
         QCOMPARE(fileBytes(m_work + "/old.csv").count('\n'), 2);
@@ -245,11 +232,10 @@ private slots:
     // The open data file is never written over.
     void exportOverDataFile()
     {
-        TestMainWindow main;
         const QByteArray before = m_tv->bytes();
         DialogDriver driver;
         QString name = vault().dataFile();
-        QVERIFY(!CheckFileName(name, false, main.list, vault().dataFile()));
+        QVERIFY(!CheckFileName(name, false, m_main->list, vault().dataFile()));
         QCOMPARE(driver.boxes, QStringList{"Export|The file you have specified\nholds the Vaultix data."});
         QCOMPARE(m_tv->bytes(), before);
     }

@@ -1,5 +1,4 @@
 #include "dialogtest.h"
-#include "vaulttest.h"
 
 #include "storage/cxfile.h"
 #include "ui/catcombo.h"
@@ -9,7 +8,6 @@
 #include <QHeaderView>
 #include <QScrollBar>
 
-#include <memory>
 
 namespace {
 
@@ -46,14 +44,11 @@ public:
 
 } // namespace
 
-class TstListView : public QObject
+class TstListView : public DialogTestCase
 {
     Q_OBJECT
 
-    std::unique_ptr<TestVault> m_tv;
     int m_goneId = -1;
-
-    CVault& vault() { return *m_tv->vault; }
 
     void add(int category, const QStringList& t)
     {
@@ -101,14 +96,12 @@ private slots:
     void initTestCase() { qputenv("QPEDIR", VX_TEST_SOURCE_DIR); }
     void init()
     {
-        m_tv = std::make_unique<TestVault>();
-        QVERIFY(m_tv->open());
-        CvxConfig settings = vault().settings();
-        settings.colourOdd = First;
-        settings.colourEven = Second;
-        QVERIFY(vault().saveSettings(settings).ok());
+        DialogTestCase::init();
+        editSettings(vault(), [](CvxConfig& c) {
+            c.colourOdd = First;
+            c.colourEven = Second;
+        });
     }
-    void cleanup() { m_tv.reset(); }
 
     void headersAndRowsFollowFilter_data()
     {

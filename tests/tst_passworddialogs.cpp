@@ -1,5 +1,4 @@
 #include "dialogtest.h"
-#include "vaulttest.h"
 
 #include "ui/dlgchgpassword.h"
 #include "ui/dlgpassword.h"
@@ -12,7 +11,6 @@
 #include <QLabel>
 #include <QLineEdit>
 
-#include <memory>
 
 namespace {
 const QString OldWrong = "Password Incorrect|The old password you\nentered is incorrect.";
@@ -29,14 +27,9 @@ QString notLatin1()
 
 } // namespace
 
-class TstPasswordDialogs : public QObject
+class TstPasswordDialogs : public DialogTestCase
 {
     Q_OBJECT
-
-    std::unique_ptr<TestVault> m_tv;
-    std::unique_ptr<TestMainWindow> m_main;
-
-    CVault& vault() { return *m_tv->vault; }
     // Set while locked, as a start finds it.
     void setPassword(const QString& password)
     {
@@ -45,24 +38,13 @@ class TstPasswordDialogs : public QObject
     }
     void setSettings(bool warning, bool cleartext)
     {
-        CvxConfig settings = vault().settings();
-        settings.showNoPwdWarning = warning;
-        settings.cleartextPwd = cleartext;
-        QVERIFY(vault().saveSettings(settings).ok());
+        editSettings(vault(), [=](CvxConfig& c) {
+            c.showNoPwdWarning = warning;
+            c.cleartextPwd = cleartext;
+        });
     }
 
 private slots:
-    void init()
-    {
-        m_tv = std::make_unique<TestVault>();
-        QVERIFY(m_tv->open());
-        m_main = std::make_unique<TestMainWindow>();
-    }
-    void cleanup()
-    {
-        m_main.reset();
-        m_tv.reset();
-    }
 
     // Nothing is written unless the dialog decides on a change; a wrong
     // old password leaves the key in use alone.

@@ -26,6 +26,7 @@
 namespace {
 
 const QString Password = QStringLiteral("secret");
+using Input = std::function<void(QWidget*)>;
 
 // Checks that the dialog is a `type`, fills its entry fields in order and
 // taps its title bar's OK.
@@ -94,18 +95,13 @@ class TstShell : public QObject
         return nullptr;
     }
 
-    QStringList shownRows() const { return cells(*list()); }
 
     // Holds the pen on (or right-clicks) the row whose field 1 is `first`;
     // the menu that opens notes its entries in `entries` and runs `choice`.
     void openRowMenu(const QString& how, const QString& first, const QString& choice, QStringList* entries,
                      DialogDriver& driver)
     {
-        QTreeWidgetItem* row = nullptr;
-        for (int i = 0; i < list()->topLevelItemCount() && !row; ++i) {
-            if (list()->topLevelItem(i)->text(1) == first)
-                row = list()->topLevelItem(i);
-        }
+        QTreeWidgetItem* row = rowOf(*list(), first);
         QVERIFY(row);
         QWindow* window = m_window->windowHandle();
         const QPoint at = list()->viewport()->mapTo(m_window.get(), list()->visualItemRect(row).center());
@@ -144,9 +140,7 @@ class TstShell : public QObject
     }
     void setAutolock(int minutes)
     {
-        CvxConfig settings = m_vault->settings();
-        settings.autolockMinutes = minutes;
-        QVERIFY(m_vault->saveSettings(settings).ok());
+        editSettings(*m_vault, [=](CvxConfig& c) { c.autolockMinutes = minutes; });
     }
 
     QWidget* lockTool() const { return m_window->findChild<QToolBar*>("buttonToolBar")->widgetForAction(m_window->lockAction()); }
@@ -242,57 +236,53 @@ private slots:
         QTEST(timer()->isActive(), "timerRuns");
     }
 
+    // Which input begins the autolock period again; the timer, set to
+    // 1234 ms first, shows whether one did.
     void autolock_data()
     {
         QTest::addColumn<int>("minutes");
         QTest::addColumn<bool>("locked");
-        QTest::addColumn<QString>("input");
+        QTest::addColumn<Input>("input");
         QTest::addColumn<int>("interval"); // 0: stopped; 1234: left as it was
-
-        QTest::newRow("pen press") << 5 << false << "press" << 300000;
-        QTest::newRow("key press") << 5 << false << "key" << 300000;
-        QTest::newRow("wheel") << 5 << false << "wheel" << 300000;
-        QTest::newRow("press in a modal dialog") << 5 << false << "dialog" << 300000;
-        QTest::newRow("pen release") << 5 << false << "release" << 1234;
-        QTest::newRow("pen move") << 5 << false << "move" << 1234;
-        QTest::newRow("press while locked") << 5 << true << "press" << 0;
-        QTest::newRow("autolock off") << 0 << false << "press" << 0;
-    }
-
-    void autolock()
-    {
-        QFETCH(int, minutes);
-        QFETCH(bool, locked);
-        QFETCH(QString, input);
-        QFETCH(int, interval);
-        open(2, Password);
-        setAutolock(minutes);
-        if (!locked)
-            QVERIFY(m_vault->unlock(Password));
-        timer()->start(1234);
-        QWidget* target = list()->viewport();
         const QPoint at(50, 50);
-        if (input == "press") {
-            QTest::mousePress(target, Qt::LeftButton, {}, at);
-        } else if (input == "release") {
-            QTest::mouseRelease(target, Qt::LeftButton, {}, at);
-        } else if (input == "move") {
-            QTest::mouseMove(target, at);
-        } else if (input == "key") {
-            QTest::keyPress(list(), Qt::Key_Down);
-        } else if (input == "wheel") {
-            QWheelEvent wheel(at, target->mapToGlobal(at), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
+        const Input press = [at](QWidget* w) { QTest::mousePress(w, Qt::LeftButton, {}, at); };
+        QTest::newRow("pen press") << 5 << false << press << 300000;
+        QTest::newRow("key press") << 5 << false << Input([](QWidget* w) { QTest::keyPress(w, Qt::Key_Down); })
+                                   << 300000;
+        QTest::newRow("wheel") << 5 << false << Input([at](QWidget* w) {
+            QWheelEvent wheel(at, w->mapToGlobal(at), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
                               Qt::NoScrollPhase, false);
-            QApplication::sendEvent(target, &wheel);
-        } else if (input == "dialog") {
-            QDialog dialog(list());
+            QApplication::sendEvent(w, &wheel);
+        }) << 300000;
+        QTest::newRow("press in a modal dialog") << 5 << false << Input([](QWidget* w) {
+            QDialog dialog(w);
             QLineEdit* edit = new QLineEdit(&dialog);
             QTimer::singleShot(0, &dialog, [&] {
                 QTest::mousePress(edit, Qt::LeftButton);
                 dialog.accept();
             });
             QCOMPARE(dialog.exec(), int(QDialog::Accepted));
-        }
+        }) << 300000;
+        QTest::newRow("pen release") << 5 << false
+                                     << Input([at](QWidget* w) { QTest::mouseRelease(w, Qt::LeftButton, {}, at); })
+                                     << 1234;
+        QTest::newRow("pen move") << 5 << false << Input([at](QWidget* w) { QTest::mouseMove(w, at); }) << 1234;
+        QTest::newRow("press while locked") << 5 << true << press << 0;
+        QTest::newRow("autolock off") << 0 << false << press << 0;
+    }
+
+    void autolock()
+    {
+        QFETCH(int, minutes);
+        QFETCH(bool, locked);
+        QFETCH(Input, input);
+        QFETCH(int, interval);
+        open(2, Password);
+        setAutolock(minutes);
+        if (!locked)
+            QVERIFY(m_vault->unlock(Password));
+        timer()->start(1234);
+        input(list()->viewport());
         QCOMPARE(timer()->isActive(), interval != 0);
         if (interval)
             QCOMPARE(timer()->interval(), interval);
@@ -444,11 +434,11 @@ private slots:
         CFindBar* bar = m_window->findBar();
         QVERIFY(bar->isVisible() && bar->hasFocus());
         QTest::keyClicks(bar, typed);
-        QTEST(shownRows(), "rows");
+        QTEST(cells(*list()), "rows");
         const int inCategory = category == "All" ? 6 : 1;
         QTest::keyClick(bar, Qt::Key_Escape);
         QVERIFY(!bar->isVisible());
-        QCOMPARE(shownRows().size(), inCategory);
+        QCOMPARE(cells(*list()).size(), inCategory);
     }
 
     // Quit, from the menu or with Ctrl+Q: the copied secret leaves the

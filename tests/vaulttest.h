@@ -104,6 +104,14 @@ struct TestVault
     void healthy() { countdown.left = -1; }
 };
 
+// Saves the vault's settings as `edit` changes them.
+template <class Edit> void editSettings(CVault& vault, const Edit& edit)
+{
+    CvxConfig settings = vault.settings();
+    edit(settings);
+    QVERIFY(vault.saveSettings(settings).ok());
+}
+
 // A record's texts as the vault shows them now; empty for no record.
 inline QStringList recordTexts(const CVault& vault, const CRecord* r)
 {
