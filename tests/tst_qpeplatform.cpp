@@ -66,6 +66,8 @@ struct Form
     }
 };
 
+using Act = std::function<void(Form&, CDialogDecoration*)>;
+
 } // namespace
 
 class TstQpePlatform : public QObject
@@ -88,63 +90,56 @@ private slots:
 
     void controls_data()
     {
-        QTest::addColumn<QString>("action");
+        QTest::addColumn<Act>("act");
         QTest::addColumn<int>("result");
-        QTest::addColumn<int>("buttonClicks");
-        QTest::newRow("OK control") << "ok" << int(QDialog::Accepted) << 0;
-        QTest::newRow("close control") << "close" << int(QDialog::Rejected) << 0;
-        QTest::newRow("Return in a line edit") << "return-line" << int(QDialog::Accepted) << 0;
-        QTest::newRow("Enter on the keypad") << "enter-line" << int(QDialog::Accepted) << 0;
-        QTest::newRow("Escape") << "escape" << int(QDialog::Rejected) << 0;
-        QTest::newRow("Return on a push button") << "return-button" << int(QDialog::Accepted) << 0;
-        QTest::newRow("Return in the note stays there") << "return-note" << -1 << 0;
-        QTest::newRow("a pen on the caption does nothing") << "caption" << -1 << 0;
+        const auto key = [](int key, Qt::KeyboardModifiers mods = {}) {
+            return Act([=](Form& f, CDialogDecoration*) { QTest::keyClick(f.line, Qt::Key(key), mods); });
+        };
+        const auto tap = [](int ok) {
+            return Act([=](Form&, CDialogDecoration* deco) {
+                const QPoint at = ok < 0 ? QPoint(20, 10) : (ok ? deco->okRect() : deco->closeRect()).center();
+                QTest::mouseClick(deco, Qt::LeftButton, {}, at);
+            });
+        };
+        QTest::newRow("OK control") << tap(1) << int(QDialog::Accepted);
+        QTest::newRow("close control") << tap(0) << int(QDialog::Rejected);
+        QTest::newRow("a pen on the caption does nothing") << tap(-1) << -1;
+        QTest::newRow("Return in a line edit") << key(Qt::Key_Return) << int(QDialog::Accepted);
+        QTest::newRow("Enter on the keypad") << key(Qt::Key_Enter, Qt::KeypadModifier) << int(QDialog::Accepted);
+        QTest::newRow("Escape") << key(Qt::Key_Escape) << int(QDialog::Rejected);
+        // A push button leaves Return to the dialog; the note keeps it.
+        QTest::newRow("Return on a push button") << Act([](Form& f, CDialogDecoration*) {
+            f.button->setFocus();
+            QTest::keyClick(f.button, Qt::Key_Return);
+        }) << int(QDialog::Accepted);
+        QTest::newRow("Return in the note stays there") << Act([](Form& f, CDialogDecoration*) {
+            f.note->setFocus();
+            QTest::keyClicks(f.note, QStringLiteral("a"));
+            QTest::keyClick(f.note, Qt::Key_Return);
+            QCOMPARE(f.note->toPlainText(), QStringLiteral("a\n"));
+        }) << -1;
     }
 
     void controls()
     {
-        QFETCH(QString, action);
-        QFETCH(int, result);
-        QFETCH(int, buttonClicks);
+        QFETCH(Act, act);
         Form form(&m_main);
         QRect seen, bar;
         QString caption;
-        const int got = form.run([&] {
+        QTEST(form.run([&] {
             CDialogDecoration* deco = CDialogDecoration::of(&form.dialog);
             QVERIFY(deco && deco->isVisible());
             seen = form.dialog.geometry();
             bar = deco->geometry();
             caption = deco->caption();
-            if (action == "ok")
-                QTest::mouseClick(deco, Qt::LeftButton, {}, deco->okRect().center());
-            else if (action == "close")
-                QTest::mouseClick(deco, Qt::LeftButton, {}, deco->closeRect().center());
-            else if (action == "caption")
-                QTest::mouseClick(deco, Qt::LeftButton, {}, QPoint(20, 10));
-            else if (action == "return-line")
-                QTest::keyClick(form.line, Qt::Key_Return);
-            else if (action == "enter-line")
-                QTest::keyClick(form.line, Qt::Key_Enter, Qt::KeypadModifier);
-            else if (action == "escape")
-                QTest::keyClick(form.line, Qt::Key_Escape);
-            else if (action == "return-button") {
-                form.button->setFocus();
-                QTest::keyClick(form.button, Qt::Key_Return);
-            } else if (action == "return-note") {
-                form.note->setFocus();
-                QTest::keyClicks(form.note, QStringLiteral("a"));
-                QTest::keyClick(form.note, Qt::Key_Return);
-                QCOMPARE(form.note->toPlainText(), QStringLiteral("a\n"));
-            }
-        });
-        QCOMPARE(got, result);
-        QCOMPARE(form.buttonClicks, buttonClicks);
+            act(form, deco);
+        }),
+              "result");
+        QCOMPARE(form.buttonClicks, 0);
         // The bar lies above the form, which keeps the place and size it chose.
         QCOMPARE(seen, QRect(15, 43, 210, 220));
         QCOMPARE(bar, QRect(15, 43 - CDialogDecoration::Height, 210, CDialogDecoration::Height));
         QCOMPARE(caption, QStringLiteral("Some Form"));
-        QVERIFY(form.dialog.windowFlags() & Qt::FramelessWindowHint);
-        QVERIFY(!form.button->autoDefault());
         QVERIFY(!CDialogDecoration::of(&form.dialog)->isVisible());
     }
 
@@ -200,35 +195,27 @@ private slots:
         QVERIFY(answerButtonsKeepReturn);
     }
 
-    void pressAndHold_data()
-    {
-        QTest::addColumn<bool>("holdMode");
-        QTest::newRow("held on a right-on-hold widget") << true;
-        QTest::newRow("tap on a right-on-hold widget") << false;
-    }
-
+    // A held pen is a right click, and its release is the right button's;
+    // a tap stays a tap.
     void pressAndHold()
     {
-        QFETCH(bool, holdMode);
-        PenTarget target;
-        target.resize(100, 100);
-        QPEApplication::setStylusOperation(&target, QPEApplication::RightOnHold);
-        target.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&target));
-        QTest::mousePress(&target, Qt::LeftButton, {}, QPoint(30, 30));
         using Seen = QList<QPair<QEvent::Type, Qt::MouseButton>>;
-        if (holdMode) {
-            QTRY_COMPARE(target.contextMenus, 1);
+        for (bool hold : {true, false}) {
+            PenTarget target;
+            target.resize(100, 100);
+            QPEApplication::setStylusOperation(&target, QPEApplication::RightOnHold);
+            target.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&target));
+            QTest::mousePress(&target, Qt::LeftButton, {}, QPoint(30, 30));
+            if (hold)
+                QVERIFY(QMetaObject::invokeMethod(static_cast<QPEApplication*>(qApp)->holdTimer(), "timeout"));
             QTest::mouseRelease(&target, Qt::LeftButton, {}, QPoint(30, 30));
-            const Seen held{{QEvent::MouseButtonPress, Qt::LeftButton},
-                            {QEvent::MouseButtonPress, Qt::RightButton},
-                            {QEvent::MouseButtonRelease, Qt::RightButton}};
-            QCOMPARE(target.mouse, held);
-        } else {
-            QTest::mouseRelease(&target, Qt::LeftButton, {}, QPoint(30, 30));
-            const Seen tap{{QEvent::MouseButtonPress, Qt::LeftButton}, {QEvent::MouseButtonRelease, Qt::LeftButton}};
-            QCOMPARE(target.mouse, tap);
-            QCOMPARE(target.contextMenus, 0);
+            const Qt::MouseButton up = hold ? Qt::RightButton : Qt::LeftButton;
+            Seen seen{{QEvent::MouseButtonPress, Qt::LeftButton}, {QEvent::MouseButtonRelease, up}};
+            if (hold)
+                seen.insert(1, {QEvent::MouseButtonPress, Qt::RightButton});
+            QCOMPARE(target.contextMenus, int(hold));
+            QCOMPARE(target.mouse, seen);
         }
     }
 };
