@@ -1,14 +1,12 @@
 #include "dialogtest.h"
 
 #include "ui/colourpushbutton.h"
-#include "ui/dlgabout.h"
 #include "ui/dlgcolourslct.h"
 #include "ui/dlgconfig.h"
 #include "ui/dlgcustomcolour.h"
 #include "ui/widgetcolourslct.h"
 
 #include <QCheckBox>
-#include <QLabel>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSlider>
@@ -237,21 +235,6 @@ private slots:
         for (QPoint p : {cell.topLeft() - QPoint(1, 1), cell.bottomRight() + QPoint(1, 1)})
             QCOMPARE(image.pixelColor(p), QColor(255, 0, 0));
         QCOMPARE(image.pixelColor(cell.center()), grid->SwatchColour(grid->SelectedSwatch()));
-    }
-
-    // On white, logo and title, scrolling in a short list area (placement
-    // and scrolling belong to the dialog base and are tested there).
-    void about()
-    {
-        TestMainWindow main(240, 150);
-        CdlgAbout d(main.list);
-        auto* title = d.findChild<QLabel*>("title");
-        QVERIFY(!d.findChild<QLabel*>("logo")->pixmap().isNull());
-        QCOMPARE(title->text(), QString("Vaultix V1.0.0"));
-        QCOMPARE(d.grab().toImage().pixelColor(title->geometry().bottomLeft()), QColor(Qt::white));
-        const int y = title->y();
-        d.findChild<QScrollBar*>()->setValue(30);
-        QCOMPARE(title->y(), y - 30);
     }
 };
 

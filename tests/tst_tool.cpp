@@ -313,12 +313,11 @@ private slots:
         QVERIFY(r.out.startsWith("0\tBank\tprotected\ticon_dollar\n"));
         QVERIFY(r.out.endsWith("\n7\tWeb Login\tplain\ticon_world\n"));
 
-        QString keys = "0 88\n100 1\n";
-        for (int k = 101; k <= 112; ++k)
-            keys += QString("%1 264\n").arg(k);
+        // The settings, the record marker, 12 categories, the first free key.
         r = run({"keys", "--file", file});
         QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, keys + "1000 1\n");
+        QVERIFY(r.out.startsWith("0 88\n100 1\n101 264\n") && r.out.endsWith("\n112 264\n1000 1\n"));
+        QCOMPARE(r.out.count('\n'), 15);
 
         r = run({"--file=" + file, "check"});
         QCOMPARE(r.code, 0);
