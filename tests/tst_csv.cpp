@@ -6,7 +6,6 @@
 #include "csv/csvimport.h"
 #include "csv/csvoutputfile.h"
 #include "csv/csvreader.h"
-#include "storage/cxfile.h"
 #include "storage/cxfilecheck.h"
 #include "vault/keyplan.h"
 
@@ -120,12 +119,7 @@ private slots:
         const QString edited[7] = {"first", "two", "th\"ree", "", "a\rb", "", "line one\nline two"};
         QVERIFY(vault().updateRecord(last()->key, edited).ok());
         // A record whose category is gone, as a damaged file may hold.
-        CRecord orphan;
-        orphan.category = 777;
-        const QString lost[7] = {"lost"};
-        orphan.SetDataText(lost, nullptr);
-        const QByteArray bytes = orphan.Encode();
-        QVERIFY(vault().session().file()->AddRecord(5000, bytes.constData(), int32_t(bytes.size())));
+        QVERIFY(addOrphan(vault(), 5000, {"lost"}));
         QVERIFY(m_t->open());
 
         const QByteArray orphanLine = ExportCSVLine(vault(), last());

@@ -1,7 +1,5 @@
 #include "vaulttest.h"
 
-#include "storage/cxfile.h"
-#include "vault/keyplan.h"
 #include "vault/password.h"
 
 #include <QDir>
@@ -78,24 +76,9 @@ private:
     // category does not exist.
     static bool makeRecords(const QString& file)
     {
-        {
-            CVault vault(file);
-            const CVault::Texts bank = {"My bank", "12345678", "4321", "", "", "", "line one\nline two"};
-            const CVault::Texts mail = {"Mail", "me", "pw", "pop", "smtp", "", ""};
-            if (!vault.open() || !vault.addRecord(0, bank).ok() || !vault.addRecord(3, mail).ok())
-                return false;
-        }
-        // The vault never makes such a record: written past it.
-        CRecord orphan;
-        orphan.category = 77;
-        const QString texts[CRecord::TextCount] = {"Orphan", "x"};
-        orphan.SetDataText(texts, nullptr);
-        const QByteArray bytes = orphan.Encode();
-        CxFile raw(KeyPlan::Signature);
-        const bool added = raw.Open(QFile::encodeName(file).constData()) == 0
-                           && raw.AddRecord(1003, bytes.constData(), int32_t(bytes.size()));
-        raw.Close();
-        return added;
+        CVault vault(file);
+        return vault.open() && addRecord(vault, 0, {"My bank", "12345678", "4321", "", "", "", "line one\nline two"}) > 0
+               && addRecord(vault, 3, {"Mail", "me", "pw", "pop", "smtp"}) > 0 && addOrphan(vault, 1003, {"Orphan", "x"});
     }
 
 private slots:

@@ -4,6 +4,7 @@
 // A vault on a data file in a temporary folder, and a disk that fails on
 // demand, for the tests of everything that changes data.
 
+#include "storage/cxfile.h"
 #include "storage/cxio.h"
 #include "vault/vault.h"
 
@@ -132,6 +133,19 @@ inline int addRecord(CVault& vault, int category, const QStringList& texts)
     if (!result.ok())
         qWarning("%s", qPrintable(result.error()));
     return key;
+}
+
+// A record whose category the file does not hold (777), written past the
+// vault, which never makes one; it shows once the file is read again.
+inline bool addOrphan(CVault& vault, int key, const QStringList& texts)
+{
+    CRecord orphan;
+    orphan.category = 777;
+    QString all[CRecord::TextCount];
+    std::copy(texts.begin(), texts.end(), all);
+    orphan.SetDataText(all, nullptr);
+    const QByteArray bytes = orphan.Encode();
+    return vault.session().file()->AddRecord(key, bytes.constData(), int32_t(bytes.size()));
 }
 
 struct SampleRecord
