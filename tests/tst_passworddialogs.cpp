@@ -248,9 +248,6 @@ private slots:
         QCOMPARE(list.topLevelItemCount(), Sample.size());
         QVERIFY(!vault().verifyPassword("new"));
         verifyTexts(vault());
-        vault().lock();
-        QVERIFY(vault().unlock("old"));
-        verifyTexts(vault());
     }
 };
 
