@@ -142,8 +142,6 @@ private slots:
                                    << QStringList{Retry} << false;
         QTest::newRow("wrong, Yes, right") << "secret" << true << "Prompt" << QStringList{"bad", "secret"}
                                            << QStringList{"Yes"} << QStringList{Retry} << true;
-        QTest::newRow("wrong, Yes, cancel") << "secret" << true << none << QStringList{"secr", "<esc>"}
-                                            << QStringList{"Yes"} << QStringList{Retry} << false;
         QTest::newRow("cancelled") << "secret" << true << none << QStringList{"<esc>"} << no << no << false;
         QTest::newRow("no password") << "" << true << none << no << no << no << true;
         QTest::newRow("unlocked") << "secret" << false << none << no << no << no << true;

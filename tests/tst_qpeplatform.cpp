@@ -163,36 +163,30 @@ private slots:
                  int(QDialog::Accepted));
     }
 
-    void messageBoxes_data()
-    {
-        QTest::addColumn<bool>("useOk");
-        QTest::addColumn<bool>("answer");
-        QTest::newRow("OK gives the default answer") << true << true;
-        QTest::newRow("close gives the escape answer") << false << false;
-    }
-
+    // A message box has the title bar too: OK gives the default answer,
+    // close the escape one; the answer buttons keep Return.
     void messageBoxes()
     {
-        QFETCH(bool, useOk);
-        QFETCH(bool, answer);
-        QString caption;
-        QRect box, bar;
-        bool answerButtonsKeepReturn = false;
-        CMessageBox::setHook([&](QMessageBox& b) {
-            CDialogDecoration* deco = CDialogDecoration::of(&b);
-            QVERIFY(deco && deco->isVisible());
-            caption = deco->caption();
-            box = b.frameGeometry();
-            bar = deco->geometry();
-            answerButtonsKeepReturn = qobject_cast<QPushButton*>(b.button(QMessageBox::No))->autoDefault();
-            QTest::mouseClick(deco, Qt::LeftButton, {}, (useOk ? deco->okRect() : deco->closeRect()).center());
-        });
-        QCOMPARE(CMessageBox::question(&m_main, QStringLiteral("Password Incorrect"), QStringLiteral("Try again ?")),
-                 answer);
-        QCOMPARE(caption, QStringLiteral("Password Incorrect"));
-        QCOMPARE(bar.bottom() + 1, box.top());
-        QVERIFY(bar.top() >= 0);
-        QVERIFY(answerButtonsKeepReturn);
+        for (bool useOk : {true, false}) {
+            QString caption;
+            QRect box, bar;
+            bool answerButtonsKeepReturn = false;
+            CMessageBox::setHook([&](QMessageBox& b) {
+                CDialogDecoration* deco = CDialogDecoration::of(&b);
+                QVERIFY(deco && deco->isVisible());
+                caption = deco->caption();
+                box = b.frameGeometry();
+                bar = deco->geometry();
+                answerButtonsKeepReturn = qobject_cast<QPushButton*>(b.button(QMessageBox::No))->autoDefault();
+                QTest::mouseClick(deco, Qt::LeftButton, {}, (useOk ? deco->okRect() : deco->closeRect()).center());
+            });
+            QCOMPARE(CMessageBox::question(&m_main, QStringLiteral("Password Incorrect"), QStringLiteral("Try again ?")),
+                     useOk);
+            QCOMPARE(caption, QStringLiteral("Password Incorrect"));
+            QCOMPARE(bar.bottom() + 1, box.top());
+            QVERIFY(bar.top() >= 0);
+            QVERIFY(answerButtonsKeepReturn);
+        }
     }
 
     // A held pen is a right click, and its release is the right button's;
