@@ -3,14 +3,11 @@
 // probing would: where a key between two index blocks lands depends on the
 // cursor the probes leave behind, which matters once a whole index block
 // was emptied. Imports go on from the last key found.
-#include "storage/cxfile.h"
-#include "vault/keyplan.h"
-#include "vault/vault.h"
+#include "vaulttest.h"
 
-#include <QFile>
+#include "vault/keyplan.h"
+
 #include <QRandomGenerator>
-#include <QTemporaryDir>
-#include <QtTest>
 
 #include <cerrno>
 #include <set>
@@ -26,12 +23,6 @@ public:
     bool sync() override { return true; }
     bool remove(const char* path) override { return ::unlink(path) == 0 || errno == ENOENT; }
 };
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 } // namespace
 
@@ -113,7 +104,7 @@ private slots:
         }
         refVault.close();
         vault.close();
-        QVERIFY(readFile(path) == readFile(refPath));
+        QVERIFY(fileBytes(path) == fileBytes(refPath));
     }
 };
 

@@ -22,8 +22,7 @@ QStringList texts(const CVault& vault)
 {
     QStringList out;
     for (const CRecord* r = vault.records().first(); r; r = CRecords::nextOf(r))
-        for (int n = 0; n < CRecord::TextCount; ++n)
-            out << vault.text(*r, n);
+        out << recordTexts(vault, r);
     return out;
 }
 
