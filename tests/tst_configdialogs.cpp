@@ -12,8 +12,6 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QStyleOptionSlider>
-#include <QTemporaryDir>
-
 
 namespace {
 

@@ -11,8 +11,6 @@
 
 #include <QBuffer>
 
-#include <memory>
-
 #include <sys/stat.h>
 #include <unistd.h>
 

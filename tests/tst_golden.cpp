@@ -4,7 +4,6 @@
 // password is "golden pass 42"; record 1005 was deleted, leaving a free list.
 #include "vaulttest.h"
 
-#include "storage/cxfile.h"
 #include "storage/readcurrent.h"
 #include "vault/keyplan.h"
 

@@ -9,8 +9,6 @@
 
 #include <QCheckBox>
 #include <QLabel>
-#include <QLineEdit>
-
 
 namespace {
 const QString OldWrong = "Password Incorrect|The old password you\nentered is incorrect.";

@@ -9,7 +9,6 @@
 
 #include <QRandomGenerator>
 
-#include <cerrno>
 #include <set>
 
 #include <unistd.h>

@@ -3,14 +3,12 @@
 #include "vaulttest.h"
 
 #include "crypto/cipherkey.h"
-#include "storage/cxfile.h"
 #include "vault/keyplan.h"
 #include "vault/password.h"
 
 #include <QtEndian>
 
 #include <cstring>
-#include <memory>
 
 namespace {
 

@@ -11,17 +11,10 @@
 #include "ui/findbar.h"
 #include "ui/vaultixwindow.h"
 #include "ui/vxlistview.h"
-#include "vault/vault.h"
 
 #include <QClipboard>
-#include <QFile>
-#include <QLineEdit>
-#include <QMenu>
 #include <QMimeData>
-#include <QTemporaryDir>
 #include <QToolBar>
-
-#include <memory>
 
 namespace {
 
@@ -94,7 +87,6 @@ class TstShell : public QObject
         }
         return nullptr;
     }
-
 
     // Holds the pen on (or right-clicks) the row whose field 1 is `first`;
     // the menu that opens notes its entries in `entries` and runs `choice`.

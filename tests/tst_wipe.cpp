@@ -11,7 +11,6 @@
 #include <atomic>
 #include <cstring>
 #include <functional>
-#include <memory>
 
 #include <execinfo.h>
 #include <malloc.h>
