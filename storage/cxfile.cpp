@@ -182,8 +182,10 @@ int CxFile::openAs(const char* path, CxIo::Mode mode, const Inspector& inspect)
     m_journal.clear();
     m_fileSize = m_image.size();
 
-    m_dataBlock = new unsigned char[size_t(blockSize())]();
-    m_indexBlock = new unsigned char[size_t(blockSize())]();
+    freeBuffers();
+    m_bufferSize = size_t(blockSize());
+    m_dataBlock = new unsigned char[m_bufferSize]();
+    m_indexBlock = new unsigned char[m_bufferSize]();
     if (m_header.firstIndexBlock > 0)
         loadIndexBlock(m_header.firstIndexBlock, m_indexBlock);
     m_currentEntry = -1;
@@ -263,8 +265,10 @@ int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, 
     WriteHeader();
     m_fileSize = std::max<int64_t>(m_image.size(), HeaderSize);
 
-    m_dataBlock = new unsigned char[rounded]();
-    m_indexBlock = new unsigned char[rounded]();
+    freeBuffers();
+    m_bufferSize = rounded;
+    m_dataBlock = new unsigned char[m_bufferSize]();
+    m_indexBlock = new unsigned char[m_bufferSize]();
     m_currentEntry = -1;
     m_walkSteps = 0;
     return 0;
@@ -286,21 +290,23 @@ void CxFile::Close()
     dropUndo();
     m_image.release();
     m_fileSize = 0;
-    if (!isOpen())
-        return;
-    m_io->close();
     m_currentEntry = -1;
+    // Also when the I/O has closed itself already (a failed reopen).
     freeBuffers();
+    if (isOpen())
+        m_io->close();
 }
 
 void CxFile::freeBuffers()
 {
     // The data buffer held record bytes; don't leave them in freed memory.
-    const size_t size = size_t(std::max(blockSize(), 0));
+    // Wiped by the size they were made with: the header may have been
+    // read again since.
     if (m_dataBlock)
-        std::memset(m_dataBlock, 0, size);
+        std::memset(m_dataBlock, 0, m_bufferSize);
     if (m_indexBlock)
-        std::memset(m_indexBlock, 0, size);
+        std::memset(m_indexBlock, 0, m_bufferSize);
+    m_bufferSize = 0;
     delete[] m_dataBlock;
     delete[] m_indexBlock;
     m_dataBlock = nullptr;

@@ -189,6 +189,7 @@ private:
     CxFileHeader m_header;
     unsigned char* m_dataBlock;
     unsigned char* m_indexBlock;
+    size_t m_bufferSize = 0;
     int m_currentEntry;
 
     // Guards against damaged files: the file's length (blocks are only ever

@@ -29,6 +29,10 @@ inline FaultRun RunWithFault(const QString& program, const QStringList& args, co
     QTemporaryDir scratch; // outside `folder`, so never counted
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("LD_PRELOAD", VX_FAULTSHIM);
+#ifdef __SANITIZE_ADDRESS__
+    // A sanitized program wants its runtime first; the shim only wraps calls.
+    env.insert("ASAN_OPTIONS", env.value("ASAN_OPTIONS") + QStringLiteral(":verify_asan_link_order=0"));
+#endif
     env.insert("VX_FAULT_DIR", folder);
     env.insert("VX_FAULT_AT", QString::number(at));
     env.insert("VX_FAULT_ERRNO", QString::number(error));
