@@ -19,11 +19,11 @@ QByteArray le(qint32 v)
     return b;
 }
 
-QStringList texts(const CRecord& r, const CCipherKey* key = nullptr)
+QStringList texts(const CRecord& r)
 {
     QStringList out;
     for (int n = 0; n < CRecord::TextCount; ++n)
-        r.GetDataText(n, out.emplace_back(), key);
+        r.GetDataText(n, out.emplace_back(), nullptr);
     return out;
 }
 
@@ -45,6 +45,8 @@ private slots:
         QCOMPARE(QByteArray(a, 8), QByteArray(b, 8));
     }
 
+    // What a record with lying lengths reads as (that any input decodes,
+    // enciphers and encodes safely is the model fuzzer's).
     void damagedRecord()
     {
         // Lying lengths in the head.
@@ -57,7 +59,6 @@ private slots:
             {le(0) + lens + le(1) + le(5) + "axyz12", "a", "xyz", ""},              // not whole blocks
             {le(0) + le(6) + le(50) + le(0) + le(0) + le(0) + le(0x7fffffff) + le(0) + le(8) + "12345678", "",
              "123456", "78"}};                                                         // fields past the data
-        const CCipherKey key = Password::KeyFor("k");
         for (const auto& row : rows) {
             // A heap block of exactly the input's size, so ASan sees any overread.
             std::unique_ptr<char[]> input(new char[size_t(row.bytes.size())]);
@@ -66,12 +67,6 @@ private slots:
             r.Decode(input.get(), int(row.bytes.size()));
             QCOMPARE(texts(r).mid(0, 3), QStringList({row.first, row.text1, row.text2}));
             QVERIFY(r.Encode().size() <= qMax<qsizetype>(36, row.bytes.size()));
-
-            // Enciphered, then read locked and unlocked.
-            r.EncryptRecord(key);
-            r.encrypted = true;
-            texts(r);
-            QCOMPARE(texts(r, &key)[1], QString::fromLatin1(row.text1));
         }
     }
 

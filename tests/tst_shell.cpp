@@ -3,7 +3,6 @@
 
 #include "dialogtest.h"
 
-#include "platform/resource.h"
 #include "tools/demodata.h"
 #include "ui/application.h"
 #include "ui/catcombo.h"
@@ -37,16 +36,6 @@ std::function<void(QDialog*)> typeAndOk(const char* type, const QStringList& tex
         }
         tapOk(d);
     };
-}
-
-QImage picture(const QString& name)
-{
-    return Resource::loadPixmap(name).toImage().convertToFormat(QImage::Format_ARGB32);
-}
-
-QImage shown(const QAction* action, QIcon::Mode mode)
-{
-    return action->icon().pixmap(QSize(20, 20), mode).toImage().convertToFormat(QImage::Format_ARGB32);
 }
 
 } // namespace
@@ -221,9 +210,6 @@ private slots:
         QCOMPARE(lockTool()->isEnabled(), enabled);
         QCOMPARE(m_vault->isLocked(), locked);
         QCOMPARE(lock->text(), locked ? QStringLiteral("Locked") : QStringLiteral("Unlocked"));
-        const QString base = locked ? QStringLiteral("korel/buttons/lock") : QStringLiteral("korel/buttons/unlock");
-        QCOMPARE(shown(lock, QIcon::Normal), picture(base));
-        QCOMPARE(shown(lock, QIcon::Disabled), picture(base + "_inactv"));
         QTEST(timer()->isActive(), "timerRuns");
     }
 
