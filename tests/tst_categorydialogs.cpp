@@ -230,7 +230,6 @@ private slots:
             << "Deleting Category|Unable to delete the\n\"Bank\"\ncategory, as it contains records.\nDelete the records first."
             << false;
         const QString ask = "Delete Category?|Are you sure you want to delete\nthe: Email\ncategory ?";
-        QTest::newRow("empty, No") << "Email" << QMessageBox::No << ask << false;
         QTest::newRow("empty, Yes") << "Email" << QMessageBox::Yes << ask << true;
     }
     void deletion()

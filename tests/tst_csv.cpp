@@ -32,11 +32,7 @@ class TestCsv : public QObject
         int added = 0;
         return ImportCSVBytes(bytes, vault(), &added, skipped).ok() ? added : -1;
     }
-    bool fileSound()
-    {
-        CxFileCheck check(m_t->bytes(), KeyPlan::Signature);
-        return check.run();
-    }
+    bool fileSound() { return CxFileCheck(m_t->bytes(), KeyPlan::Signature).run(); }
     QStringList categoryNames()
     {
         QStringList names;

@@ -33,18 +33,14 @@ QStringList storedTexts(const TestVault& tv, int key, const QString& password = 
 QString states(QDialog* d)
 {
     QString s;
-    for (QWidget* w : {static_cast<QWidget*>(child<QComboBox>(d, "category")),
-                       static_cast<QWidget*>(child<QPushButton>(d, "edit")),
-                       static_cast<QWidget*>(child<QPushButton>(d, "delete"))})
-        s += w->isEnabled() ? '1' : '0';
-    bool all = true, none = true;
+    for (const char* name : {"category", "edit", "delete"})
+        s += child<QWidget>(d, name)->isEnabled() ? '1' : '0';
+    int editable = 0;
     for (int i = 1; i <= 6; ++i) {
         const QLineEdit* field = child<QLineEdit>(d, QStringLiteral("field%1").arg(i).toLatin1());
-        const bool on = field->isEnabled() && !field->isReadOnly();
-        all = all && on;
-        none = none && !on;
+        editable += field->isEnabled() && !field->isReadOnly();
     }
-    s += all ? '1' : none ? '0' : '?';
+    s += editable == 6 ? '1' : editable == 0 ? '0' : '?';
     const CNoteEdit* note = child<CNoteEdit>(d, "note");
     s += note->isEnabled() && !note->isReadOnly() ? '1' : '0';
     return s;

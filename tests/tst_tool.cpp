@@ -123,12 +123,10 @@ private slots:
         row("empty category", {"list", "--category="}, 2, "list ");
         row("no key", {"show"}, 2, "show ");
         row("field 7", {"show", "1", "--field", "7"}, 2, "show ");
-        row("field of list", {"list", "--field", "1"}, 2, "list ");
         row("find nothing", {"find"}, 2, "find ");
         row("length 7", {"generate", "--length", "7"}, 2, "generate ");
         row("no class left", {"generate", "--no-lower", "--no-upper", "--no-digits", "--no-symbols"}, 2,
             "generate ");
-        row("argument", {"check", "x"}, 2, "check\n");
         row("--file twice", {"--file", "a", "keys", "--file", "b"}, 2, "keys\n");
     }
 
