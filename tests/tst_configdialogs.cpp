@@ -103,7 +103,6 @@ private slots:
         QTest::addColumn<bool>("accept");
         QTest::addColumn<QString>("seconds"); // typed
         QTest::newRow("accepted") << true << "60";
-        QTest::newRow("clipboard never cleared") << true << "0";
         QTest::newRow("cancelled") << false << "60";
     }
     void optionsKeptOnOk()

@@ -124,13 +124,6 @@ private slots:
         QVERIFY(!combo.isEmpty());
         QCOMPARE(list.filter(), -1);
         QCOMPARE(list.topLevelItemCount(), records + 2);
-
-        // Cancelled: nothing, not even a message.
-        driver.boxes.clear();
-        combo.clear();
-        list.slotMenuImport();
-        QVERIFY(driver.boxes.isEmpty());
-        QVERIFY(combo.isEmpty());
     }
 
     // All lines are one change: the disk failing leaves the file, the

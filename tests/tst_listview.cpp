@@ -28,17 +28,6 @@ QColor stripeAt(CvxListView& list, int y)
     return list.viewport()->grab().toImage().pixelColor(20 + 74 + 40, y);
 }
 
-class CTapList : public CvxListView
-{
-public:
-    using CvxListView::CvxListView;
-    QList<QPair<QTreeWidgetItem*, int>> taps;
-    void slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint&, int column) override
-    {
-        taps.append({item, column});
-    }
-};
-
 } // namespace
 
 class TstListView : public DialogTestCase
@@ -68,9 +57,9 @@ class TstListView : public DialogTestCase
         QCOMPARE(added, count);
     }
 
-    template <class List = CvxListView> std::unique_ptr<List> shownList(int filter = -1)
+    std::unique_ptr<CvxListView> shownList(int filter = -1)
     {
-        auto list = std::make_unique<List>(vault(), nullptr);
+        auto list = std::make_unique<CvxListView>(vault(), nullptr);
         list->slotShowFilteredByCategory(filter);
         list->resize(240, 270);
         list->show();
@@ -222,20 +211,6 @@ private slots:
         list->resize(300, 150);
         QCOMPARE(seen, (QList<QPair<QSize, QSize>>{{QSize(300, 150), QSize(240, 270)}}));
     }
-
-    void tapsOnRowsOnly()
-    {
-        add(9, {"one"});
-        add(9, {"two"});
-        auto list = shownList<CTapList>();
-        const QRect second = list->visualItemRect(list->topLevelItem(1));
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(130, second.center().y()));
-        // Holding the pen (a right click) and tapping below the rows do nothing.
-        QTest::mouseClick(list->viewport(), Qt::RightButton, {}, QPoint(60, second.center().y()));
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(60, second.bottom() + 40));
-        QCOMPARE(list->taps, (QList<QPair<QTreeWidgetItem*, int>>{{list->topLevelItem(1), 2}}));
-    }
-
 };
 
 QTEST_MAIN(TstListView)

@@ -243,7 +243,6 @@ private slots:
         QTest::newRow("pen release") << 5 << false
                                      << Input([at](QWidget* w) { QTest::mouseRelease(w, Qt::LeftButton, {}, at); })
                                      << 1234;
-        QTest::newRow("pen move") << 5 << false << Input([at](QWidget* w) { QTest::mouseMove(w, at); }) << 1234;
         QTest::newRow("press while locked") << 5 << true << press << 0;
         QTest::newRow("autolock off") << 0 << false << press << 0;
     }
