@@ -1,6 +1,5 @@
 #include "dialogtest.h"
 
-#include "ui/dlgcategoryedit.h"
 #include "ui/dlgcategoryselect.h"
 #include "ui/vxlistview.h"
 
@@ -101,8 +100,7 @@ private slots:
         QTEST(driver.boxes, "boxes");
         QCOMPARE(m_tv->bytes() == before, !driver.boxes.isEmpty());
 
-        int named = 0;
-        int relabelled = 0;
+        int named = 0, relabelled = 0;
         for (const CCategory* c = vault().categories().first(); c; c = CCategories::nextOf(c)) {
             named += c->name == name.left(31);
             relabelled += std::all_of(std::begin(c->labels), std::end(c->labels),

@@ -2,7 +2,6 @@
 
 #include "ui/colourpushbutton.h"
 #include "ui/dlgconfig.h"
-#include "ui/dlgcustomcolour.h"
 #include "ui/widgetcolourslct.h"
 
 #include <QCheckBox>

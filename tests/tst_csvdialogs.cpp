@@ -2,7 +2,6 @@
 // dialogs and message boxes.
 #include "dialogtest.h"
 
-#include "csv/csvimport.h"
 #include "ui/csvcommands.h"
 #include "ui/dlgfileopen.h"
 #include "ui/vxlistview.h"
@@ -11,18 +10,12 @@
 #include <QListWidget>
 #include <QSignalSpy>
 
-
 namespace {
-
-QListWidget* fileList(QDialog* d)
-{
-    return d->findChild<QListWidget*>(QStringLiteral("fileList"));
-}
 
 QStringList entries(QDialog* d)
 {
     QStringList out;
-    QListWidget* list = fileList(d);
+    auto* list = child<QListWidget>(d, "fileList");
     for (int i = 0; i < list->count(); ++i)
         out << list->item(i)->text();
     return out;
@@ -31,16 +24,11 @@ QStringList entries(QDialog* d)
 // Taps the entry of that text, as the pen would.
 void tapEntry(QDialog* d, const QString& text)
 {
-    QListWidget* list = fileList(d);
+    auto* list = child<QListWidget>(d, "fileList");
     const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
     QVERIFY2(!found.isEmpty(), qPrintable(text));
     list->scrollToItem(found.first());
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(found.first()).center());
-}
-
-QString dirLabel(QDialog* d)
-{
-    return d->findChild<QLabel*>(QStringLiteral("dirLabel"))->text();
 }
 
 } // namespace
@@ -92,7 +80,7 @@ private slots:
         QCOMPARE(dlg.currentDir().canonicalPath(), m_work);
         // A long folder shown with its middle left out.
         dlg.SetDirLabel("/home/someone/projects/very-long-folder-name/another-long-one/csv");
-        QCOMPARE(dirLabel(&dlg), QString("/home/..../another-long-one/csv"));
+        QCOMPARE(child<QLabel>(&dlg, "dirLabel")->text(), QString("/home/..../another-long-one/csv"));
 
         // For an export, a name typed or tapped.
         CDlgFileOpen save(m_main->list, false);

@@ -1,7 +1,6 @@
 #include "dialogtest.h"
 
 #include "ui/dlgchgpassword.h"
-#include "ui/dlgpassword.h"
 #include "ui/dlgpwdwarn.h"
 #include "ui/unlockdatabase.h"
 #include "ui/vxlistview.h"

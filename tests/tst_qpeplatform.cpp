@@ -7,7 +7,6 @@
 #include "platform/qpeapplication.h"
 
 #include <QDialog>
-#include <QDialogButtonBox>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>

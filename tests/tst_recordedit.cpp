@@ -1,7 +1,6 @@
 #include "dialogtest.h"
 
 #include "ui/application.h"
-#include "ui/dlgrecordedit.h"
 #include "ui/noteedit.h"
 #include "ui/vxlistview.h"
 

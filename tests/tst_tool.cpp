@@ -18,11 +18,6 @@ struct Result
     QString err;
 };
 
-void setWord(QByteArray& bytes, qint64 at, qint32 value)
-{
-    qToLittleEndian<qint32>(value, bytes.data() + at);
-}
-
 } // namespace
 
 // Drives the built vaultix-tool on temporary data files.
@@ -56,9 +51,7 @@ private:
     // As someone bound by file permissions, which root is not.
     static QStringList asUser()
     {
-        if (::geteuid() != 0)
-            return {};
-        return {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+        return ::geteuid() != 0 ? QStringList() : QStringList{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
     }
 
     QString path(const QString& name) { return m_dir.filePath(name); }
@@ -323,7 +316,7 @@ private slots:
         // other damage is the checker's test).
         QByteArray bytes = fileBytes(file);
         const qint32 first = qFromLittleEndian<qint32>(bytes.constData() + CxLayout::HdFirstIndex);
-        setWord(bytes, first + CxLayout::entryAt(0) + CxLayout::EnFirst, 7);
+        qToLittleEndian<qint32>(7, bytes.data() + first + CxLayout::entryAt(0) + CxLayout::EnFirst);
         QVERIFY(writeBytes(path("nosettings.dat"), bytes));
         Result r = run({"--file", path("nosettings.dat"), "check"});
         QCOMPARE(r.code, 1);
