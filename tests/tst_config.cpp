@@ -38,7 +38,7 @@ private slots:
         QByteArray damaged = expected.left(30);
         damaged[19] = char(0x80);
         back.Decode(damaged.constData(), int(damaged.size()));
-        QCOMPARE(back.colourEven, QColor(0, 249, 235));
+        QCOMPARE(back.colourEven, CvxConfig::Colour({0, 249, 235}));
         QCOMPARE(back.autolockMinutes, 5);
         QVERIFY(!back.anyVerifierByte() && !back.cleartextPwd && back.passwordLength == 0);
     }

@@ -1,4 +1,5 @@
 #include "dialogtest.h"
+#include "ui/rowcolour.h"
 
 #include "ui/colourpushbutton.h"
 #include "ui/dlgconfig.h"
@@ -154,8 +155,8 @@ private slots:
     void coloursThroughTheDialogs()
     {
         editSettings(vault(), [](CvxConfig& c) {
-            c.colourOdd = QColor(255, 255, 255);
-            c.colourEven = QColor(1, 2, 3);
+            c.colourOdd = {255, 255, 255};
+            c.colourEven = {1, 2, 3};
         });
         DialogDriver driver;
         driver.actions.push_back([](QDialog* d) {
@@ -189,8 +190,8 @@ private slots:
         CDlgConfig::RunConfiguration(vault(), m_main->list);
         QCOMPARE(driver.shown, 4);
         const CvxConfig& stored = vault().settings();
-        QCOMPARE(stored.colourOdd, swatch(3));
-        QCOMPARE(stored.colourEven, QColor(255, 2, 255));
+        QCOMPARE(RowColour::ToQColor(stored.colourOdd), swatch(3));
+        QCOMPARE(stored.colourEven, CvxConfig::Colour({255, 2, 255}));
         verifyStored();
     }
 };

@@ -83,8 +83,8 @@ private slots:
         QVERIFY(openCopy(t));
         CVault& vault = *t.vault;
         const CvxConfig& s = vault.settings();
-        QCOMPARE(s.colourOdd, QColor(250, 240, 230));
-        QCOMPARE(s.colourEven, QColor(200, 220, 210));
+        QCOMPARE(s.colourOdd, CvxConfig::Colour({250, 240, 230}));
+        QCOMPARE(s.colourEven, CvxConfig::Colour({200, 220, 210}));
         QCOMPARE(s.autolockMinutes, 7);
         QVERIFY(s.cleartextPwd && s.showNoPwdWarning && vault.hasPassword());
         QCOMPARE(s.passwordLength, 14);

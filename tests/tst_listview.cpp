@@ -1,4 +1,5 @@
 #include "dialogtest.h"
+#include "ui/rowcolour.h"
 
 #include "ui/catcombo.h"
 #include "ui/vxlistview.h"
@@ -74,8 +75,8 @@ private slots:
     {
         DialogTestCase::init();
         editSettings(vault(), [](CvxConfig& c) {
-            c.colourOdd = First;
-            c.colourEven = Second;
+            c.colourOdd = RowColour::FromQColor(First);
+            c.colourEven = RowColour::FromQColor(Second);
         });
     }
 

@@ -70,26 +70,41 @@ int OpenData(CVault& vault, bool writes)
     CSession& session = vault.session();
     const QString& path = vault.dataFile();
     QString problem;
-    switch (session.probe(&problem)) {
-    case CSession::NoFolder:
-    case CSession::Foreign:
-    case CSession::Unreadable:
-        PrintError(problem);
-        return ExitUsage;
-    case CSession::Damaged:
-        PrintError(Tool::tr("%1 is damaged; \"vaultix-tool --file %1 check\" names the damage.").arg(path));
-        return ExitFailed;
-    default:
-        break;
-    }
+    auto refused = [&](CSession::Probe found) {
+        switch (found) {
+        case CSession::NoFolder:
+        case CSession::Foreign:
+        case CSession::Unreadable:
+            PrintError(problem);
+            return ExitUsage;
+        case CSession::Damaged:
+            PrintError(Tool::tr("%1 is damaged; \"vaultix-tool --file %1 check\" names the damage.").arg(path));
+            return ExitFailed;
+        default:
+            return ExitOk;
+        }
+    };
     session.setReadOnly(!writes);
-    if (writes && !session.lock(&problem)) {
-        PrintError(problem);
-        return ExitFailed;
+    if (writes) {
+        // Locked before the file is read, so that what is read is what
+        // the change starts from; read once, for reading and writing.
+        if (!session.lock(&problem)) {
+            // A path that cannot be a data file is named as such.
+            const QString notLocked = problem;
+            if (const int result = refused(session.probe(&problem)); result != ExitOk)
+                return result;
+            PrintError(notLocked);
+            return ExitFailed;
+        }
+    } else if (const int result = refused(session.probe(&problem)); result != ExitOk) {
+        return result;
     }
     if (!vault.open(false, &problem)) {
+        const CSession::Probe found = session.lastProbe();
+        if (const int result = refused(found); result != ExitOk)
+            return result;
         PrintError(problem.isEmpty() ? Tool::tr("%1 cannot be created.").arg(path) : problem);
-        return session.lastProbe() == CSession::Damaged ? ExitFailed : ExitUsage;
+        return ExitUsage;
     }
     // An interrupted change found beside the file: rolled back, or ignored.
     if (!session.journalReport().isEmpty())

@@ -2,6 +2,7 @@
 
 #include "ui/colourpushbutton.h"
 #include "ui/dlgcolourslct.h"
+#include "ui/rowcolour.h"
 #include "platform/messagebox.h"
 #include "ui/shell.h"
 #include "vault/preferences.h"
@@ -28,8 +29,8 @@ bool pickColour(QWidget* parent, QColor& colour)
 
 CDlgConfig::CDlgConfig(QWidget* parent, const CvxConfig* config, int clipboardSeconds)
     : CQPEDialog(parent, 200, 274)
-    , m_colourOdd(config->colourOdd)
-    , m_colourEven(config->colourEven)
+    , m_colourOdd(RowColour::ToQColor(config->colourOdd))
+    , m_colourEven(RowColour::ToQColor(config->colourEven))
     // Any period below a minute is autolock off, kept as -1.
     , m_minutes(config->autolockMinutes < 1 ? -1 : config->autolockMinutes)
 {
@@ -122,8 +123,8 @@ void CDlgConfig::RunConfiguration(CVault& vault, QWidget* list)
     if (dlg.exec() != QDialog::Accepted)
         return;
     CvxConfig config = vault.settings();
-    config.colourOdd = dlg.GetNewColourOdd();
-    config.colourEven = dlg.GetNewColourEven();
+    config.colourOdd = RowColour::FromQColor(dlg.GetNewColourOdd());
+    config.colourEven = RowColour::FromQColor(dlg.GetNewColourEven());
     config.autolockMinutes = qMin(dlg.GetNewAutolockTime(), int(MaxAutolockMinutes));
     config.showNoPwdWarning = dlg.GetNoPwdWarning();
     config.cleartextPwd = dlg.GetClearTextPWd();

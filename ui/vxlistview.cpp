@@ -7,6 +7,7 @@
 #include "ui/dlgabout.h"
 #include "ui/dlgcategoryselect.h"
 #include "ui/dlgrecordedit.h"
+#include "ui/rowcolour.h"
 #include "ui/rowmenu.h"
 #include "ui/vxlistlook.h"
 #include "ui/vxlistviewitem.h"
@@ -288,7 +289,7 @@ QColor CvxListView::StripeColour(int top) const
     // By screen position, truncated toward zero: a partly scrolled top row
     // and the row below it both get the first colour.
     const bool even = (top / StripeHeight()) % 2 == 0;
-    return even ? m_vault.settings().colourOdd : m_vault.settings().colourEven;
+    return RowColour::ToQColor(even ? m_vault.settings().colourOdd : m_vault.settings().colourEven);
 }
 
 void CvxListView::drawRow(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const

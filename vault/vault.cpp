@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -55,6 +56,7 @@ bool CVault::isOpen() const
 void CVault::close()
 {
     m_records.DeleteAll();
+    m_recordsRead = false;
     m_categories.DeleteAll();
     m_key.reset();
     m_locked = true;
@@ -112,7 +114,17 @@ void CVault::readCollections()
         }
     }
 
+    wipe(buffer);
+    m_recordsRead = false;
+}
+
+CRecords& CVault::loadedRecords() const
+{
+    if (m_recordsRead || !m_file)
+        return m_records;
+    m_recordsRead = true;
     const bool passwordSet = m_settings.hasPassword();
+    QByteArray buffer;
     if (m_file->FindRecord(KeyPlan::RecordMarker)) {
         while (m_file->FindNextRecord()) {
             if (!ReadCurrentRecord(*m_file, buffer))
@@ -129,6 +141,7 @@ void CVault::readCollections()
         }
     }
     wipe(buffer);
+    return m_records;
 }
 
 // --- Changes ---------------------------------------------------------------------
@@ -314,7 +327,7 @@ CVaultResult CVault::changePassword(const QString& oldPassword, const QString& n
     const bool willEncrypt = settings.hasPassword();
 
     const CVaultResult result = change(what, [&](QString*) {
-        for (CRecord* r = m_records.first(); r; r = CRecords::nextOf(r)) {
+        for (CRecord* r = loadedRecords().first(); r; r = CRecords::nextOf(r)) {
             const CCategory* c = m_categories.GetCategory(r->category);
             if (!c || !c->isProtected)
                 continue;
@@ -357,7 +370,7 @@ CVaultResult CVault::addRecord(int categoryId, const Texts& texts, int* key)
         record->category = categoryId;
         record->encrypted = protect;
         record->SetDataText(texts, protect ? &m_key : nullptr);
-        m_records.Append(record);
+        loadedRecords().Append(record);
         if (!storeRecord(*record, true))
             return false;
         if (key)
@@ -369,7 +382,7 @@ CVaultResult CVault::addRecord(int categoryId, const Texts& texts, int* key)
 CVaultResult CVault::updateRecord(int key, const Texts& texts)
 {
     const QString what = tr("The record could not be saved.");
-    CRecord* record = m_records.find(key);
+    CRecord* record = loadedRecords().find(key);
     if (!record)
         return CVaultResult::failure(tr("%1\nIt no longer exists.").arg(what));
     if (record->encrypted && m_locked)
@@ -383,7 +396,7 @@ CVaultResult CVault::updateRecord(int key, const Texts& texts)
 CVaultResult CVault::deleteRecord(int key)
 {
     const QString what = tr("The record could not be deleted.");
-    CRecord* record = m_records.find(key);
+    CRecord* record = loadedRecords().find(key);
     if (!record)
         return CVaultResult::success();
     if (record->encrypted && m_locked)
@@ -439,7 +452,7 @@ CVaultResult CVault::updateCategory(const CCategory& data)
         return CVaultResult::failure(tr("%1\nPlease unlock the data first.").arg(what));
     return change(what, [&](QString*) {
         if (recipher) {
-            for (CRecord* r = m_records.first(); r; r = CRecords::nextOf(r)) {
+            for (CRecord* r = loadedRecords().first(); r; r = CRecords::nextOf(r)) {
                 if (r->category != category->id)
                     continue;
                 if (data.isProtected && !r->encrypted)
@@ -472,7 +485,7 @@ CVaultResult CVault::deleteCategory(int id)
     CCategory* category = m_categories.byId(id);
     if (!category)
         return CVaultResult::success();
-    for (CRecord* r = m_records.first(); r; r = CRecords::nextOf(r)) {
+    for (CRecord* r = loadedRecords().first(); r; r = CRecords::nextOf(r)) {
         if (r->category == id)
             return CVaultResult::failure(tr("%1\nIt still holds records.").arg(what));
     }
@@ -554,11 +567,10 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
                 skips.append({row.line, tr("Its category is protected and the data is locked.")});
                 continue;
             }
-            auto* record = new CRecord;
+            auto record = std::make_unique<CRecord>();
             record->category = category->id;
             record->encrypted = protect;
             record->SetDataText(row.texts, protect ? &m_key : nullptr);
-            m_records.Append(record);
             QByteArray bytes = record->Encode();
             nextKey = freeRecordKey(nextKey);
             const bool stored = m_file->AddRecord(nextKey, bytes.constData(), int32_t(bytes.size()));
@@ -566,6 +578,9 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
             if (!stored)
                 return false;
             record->key = nextKey;
+            // Records not read yet will be read with this one among them.
+            if (m_recordsRead)
+                m_records.Append(record.release());
             // Rows are only added, so every key below stays in use: the
             // next search goes on from here instead of from the start.
             ++nextKey;

@@ -47,7 +47,9 @@ public:
     // --- What is stored -----------------------------------------------------
     const CvxConfig& settings() const { return m_settings; }
     const CCategories& categories() const { return m_categories; }
-    const CRecords& records() const { return m_records; }
+    // Read from the file when first asked for: a change that needs none of
+    // them (an import) does not pay for reading them all.
+    const CRecords& records() const { return loadedRecords(); }
     // A record's text: enciphered ones deciphered while unlocked, "******"
     // while locked.
     QString text(const CRecord& record, int number) const;
@@ -122,6 +124,7 @@ signals:
 private:
     bool load(QString* error);
     void readCollections();
+    CRecords& loadedRecords() const;
     CVaultResult change(const QString& what, const std::function<bool(QString*)>& body);
     QString causeText() const;
     bool storeRecord(CRecord& record, bool isNew);
@@ -134,7 +137,8 @@ private:
     CxFile* m_file = nullptr;
     CvxConfig m_settings;
     CCategories m_categories;
-    CRecords m_records;
+    mutable CRecords m_records;
+    mutable bool m_recordsRead = false;
     CCipherKey m_key;
     bool m_locked = true;
 };

@@ -9,7 +9,7 @@
 
 namespace {
 
-// A damaged record may hold any word; QColor wants 0..255.
+// A damaged record may hold any word; a colour part is 0..255.
 int colourPart(const char* p)
 {
     return qBound(0, GetLE32(p), 255);
@@ -36,8 +36,8 @@ CvxConfig::CvxConfig()
 void CvxConfig::SetDefaults()
 {
     firstWord = 1;
-    colourOdd = QColor(255, 255, 255);
-    colourEven = QColor(224, 249, 235);
+    colourOdd = {255, 255, 255};
+    colourEven = {224, 249, 235};
     autolockMinutes = 5;
     std::memset(verifier, 0, sizeof verifier);
     passwordLength = 0;
@@ -79,12 +79,12 @@ void CvxConfig::Encode(char out[StoredSize]) const
 {
     std::memset(out, 0, StoredSize);
     PutLE32(out + OffFirstWord, firstWord);
-    PutLE32(out + OffOdd, colourOdd.red());
-    PutLE32(out + OffOdd + 4, colourOdd.green());
-    PutLE32(out + OffOdd + 8, colourOdd.blue());
-    PutLE32(out + OffEven, colourEven.red());
-    PutLE32(out + OffEven + 4, colourEven.green());
-    PutLE32(out + OffEven + 8, colourEven.blue());
+    PutLE32(out + OffOdd, colourOdd.red);
+    PutLE32(out + OffOdd + 4, colourOdd.green);
+    PutLE32(out + OffOdd + 8, colourOdd.blue);
+    PutLE32(out + OffEven, colourEven.red);
+    PutLE32(out + OffEven + 4, colourEven.green);
+    PutLE32(out + OffEven + 8, colourEven.blue);
     PutLE32(out + OffAutolock, autolockMinutes);
     std::memcpy(out + OffVerifier, verifier, sizeof verifier);
     PutLE32(out + OffPwdLength, passwordLength);
@@ -99,8 +99,8 @@ void CvxConfig::Decode(const char* data, int size)
     if (data && size > 0)
         std::memcpy(buf, data, size_t(qMin(size, int(StoredSize))));
     firstWord = GetLE32(buf + OffFirstWord);
-    colourOdd = QColor(colourPart(buf + OffOdd), colourPart(buf + OffOdd + 4), colourPart(buf + OffOdd + 8));
-    colourEven = QColor(colourPart(buf + OffEven), colourPart(buf + OffEven + 4), colourPart(buf + OffEven + 8));
+    colourOdd = {colourPart(buf + OffOdd), colourPart(buf + OffOdd + 4), colourPart(buf + OffOdd + 8)};
+    colourEven = {colourPart(buf + OffEven), colourPart(buf + OffEven + 4), colourPart(buf + OffEven + 8)};
     autolockMinutes = GetLE32(buf + OffAutolock);
     std::memcpy(verifier, buf + OffVerifier, sizeof verifier);
     passwordLength = GetLE32(buf + OffPwdLength);

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 
-#include <QColor>
 #include <QString>
 #include <QStringList>
 
@@ -13,6 +12,16 @@ class CvxConfig
 {
 public:
     static constexpr int StoredSize = 88;
+
+    // A row colour as the file keeps it, each part 0..255.
+    struct Colour
+    {
+        int red = 0;
+        int green = 0;
+        int blue = 0;
+        bool operator==(const Colour& o) const { return red == o.red && green == o.green && blue == o.blue; }
+        bool operator!=(const Colour& o) const { return !(*this == o); }
+    };
 
     // The state before any file is read: no colours, no password; the icon
     // list is read from the installed pictures.
@@ -26,8 +35,8 @@ public:
     bool anyVerifierByte() const;
 
     int32_t firstWord = 0;
-    QColor colourOdd;
-    QColor colourEven;
+    Colour colourOdd;
+    Colour colourEven;
     int32_t autolockMinutes = 0;
     unsigned char verifier[8] = {0, 0, 0, 0, 0, 0, 0, 0};
     int32_t passwordLength = 0;
