@@ -23,7 +23,41 @@ inline void StoreLE(char* p, uint32_t w)
     b[3] = static_cast<unsigned char>(w >> 24);
 }
 
-template <void (*Cipher)(const BLOWFISH_CTX*, uint32_t*, uint32_t*)>
+inline uint32_t F(const BLOWFISH_CTX* ctx, uint32_t x)
+{
+    return ((ctx->S[0][x >> 24] + ctx->S[1][(x >> 16) & 0xFF]) ^ ctx->S[2][(x >> 8) & 0xFF]) + ctx->S[3][x & 0xFF];
+}
+
+// Two rounds a step, the halves trading places by name instead of by copy.
+inline void EncryptBlock(const BLOWFISH_CTX* ctx, uint32_t& xl, uint32_t& xr)
+{
+    uint32_t L = xl;
+    uint32_t R = xr;
+    for (int i = 0; i < N; i += 2) {
+        L ^= ctx->P[i];
+        R ^= F(ctx, L);
+        R ^= ctx->P[i + 1];
+        L ^= F(ctx, R);
+    }
+    xl = R ^ ctx->P[N + 1];
+    xr = L ^ ctx->P[N];
+}
+
+inline void DecryptBlock(const BLOWFISH_CTX* ctx, uint32_t& xl, uint32_t& xr)
+{
+    uint32_t L = xl;
+    uint32_t R = xr;
+    for (int i = N + 1; i > 1; i -= 2) {
+        L ^= ctx->P[i];
+        R ^= F(ctx, L);
+        R ^= ctx->P[i - 1];
+        L ^= F(ctx, R);
+    }
+    xl = R ^ ctx->P[0];
+    xr = L ^ ctx->P[1];
+}
+
+template <void (*Cipher)(const BLOWFISH_CTX*, uint32_t&, uint32_t&)>
 void CipherBuffer(const BLOWFISH_CTX* ctx, char* data, int len)
 {
     if (!ctx || !data)
@@ -33,7 +67,7 @@ void CipherBuffer(const BLOWFISH_CTX* ctx, char* data, int len)
         char* block = data + offset;
         uint32_t xl = LoadLE(block);
         uint32_t xr = LoadLE(block + 4);
-        Cipher(ctx, &xl, &xr);
+        Cipher(ctx, xl, xr);
         StoreLE(block, xl);
         StoreLE(block + 4, xr);
     }
@@ -41,53 +75,14 @@ void CipherBuffer(const BLOWFISH_CTX* ctx, char* data, int len)
 
 } // namespace
 
-uint32_t F(const BLOWFISH_CTX* ctx, uint32_t x)
-{
-    const uint32_t a = (x >> 24) & 0xFF;
-    const uint32_t b = (x >> 16) & 0xFF;
-    const uint32_t c = (x >> 8) & 0xFF;
-    const uint32_t d = x & 0xFF;
-    return ((ctx->S[0][a] + ctx->S[1][b]) ^ ctx->S[2][c]) + ctx->S[3][d];
-}
-
 void Blowfish_Encrypt(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
-    uint32_t L = *xl;
-    uint32_t R = *xr;
-    for (int i = 0; i < N; ++i) {
-        L ^= ctx->P[i];
-        R ^= F(ctx, L);
-        const uint32_t t = L;
-        L = R;
-        R = t;
-    }
-    const uint32_t t = L;
-    L = R;
-    R = t;
-    R ^= ctx->P[N];
-    L ^= ctx->P[N + 1];
-    *xl = L;
-    *xr = R;
+    EncryptBlock(ctx, *xl, *xr);
 }
 
 void Blowfish_Decrypt(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
-    uint32_t L = *xl;
-    uint32_t R = *xr;
-    for (int i = N + 1; i > 1; --i) {
-        L ^= ctx->P[i];
-        R ^= F(ctx, L);
-        const uint32_t t = L;
-        L = R;
-        R = t;
-    }
-    const uint32_t t = L;
-    L = R;
-    R = t;
-    R ^= ctx->P[1];
-    L ^= ctx->P[0];
-    *xl = L;
-    *xr = R;
+    DecryptBlock(ctx, *xl, *xr);
 }
 
 void Blowfish_Init(BLOWFISH_CTX* ctx, const unsigned char* key, int keyLen)
@@ -138,10 +133,10 @@ void bf_setPwd(BLOWFISH_CTX* ctx, const char* key, int len)
 
 void bf_encrypt(const BLOWFISH_CTX* ctx, char* data, int len)
 {
-    CipherBuffer<Blowfish_Encrypt>(ctx, data, len);
+    CipherBuffer<EncryptBlock>(ctx, data, len);
 }
 
 void bf_decrypt(const BLOWFISH_CTX* ctx, char* data, int len)
 {
-    CipherBuffer<Blowfish_Decrypt>(ctx, data, len);
+    CipherBuffer<DecryptBlock>(ctx, data, len);
 }

@@ -14,7 +14,6 @@ struct BLOWFISH_CTX
 extern const uint32_t ORIG_P[18];
 extern const uint32_t ORIG_S[4][256];
 
-uint32_t F(const BLOWFISH_CTX* ctx, uint32_t x);
 void Blowfish_Encrypt(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr);
 void Blowfish_Decrypt(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr);
 // The key is used cyclically with no length cut-off; only its first 72

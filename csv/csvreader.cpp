@@ -40,19 +40,22 @@ int LineEnd(const char16_t* text, int size, int pos)
 // leading byte-order mark dropped.
 QString ToLatin1Range(const QString& text)
 {
-    QString out;
-    out.reserve(text.size());
     const int n = int(text.size());
-    for (int i = text.startsWith(QChar(0xFEFF)) ? 1 : 0; i < n; ++i) {
-        const QChar c = text[i];
-        if (c.unicode() <= 0xFF) {
-            out += c;
+    QString out(n, Qt::Uninitialized);
+    const QChar* from = text.constData();
+    QChar* to = out.data();
+    int length = 0;
+    for (int i = n > 0 && from[0].unicode() == 0xFEFF ? 1 : 0; i < n; ++i) {
+        const char16_t c = from[i].unicode();
+        if (c <= 0xFF) {
+            to[length++] = QChar(c);
             continue;
         }
-        if (c.isHighSurrogate() && i + 1 < n && text[i + 1].isLowSurrogate())
+        if (QChar::isHighSurrogate(c) && i + 1 < n && from[i + 1].isLowSurrogate())
             ++i;
-        out += u'?';
+        to[length++] = QChar(u'?');
     }
+    out.truncate(length);
     return out;
 }
 

@@ -289,6 +289,9 @@ void CxFileCheck::walkIndexChain()
 
     const int capacity = CxLayout::capacity(m_blockSize);
     std::vector<Entry> entries;
+    // No file holds more entries than blocks; reserved so that growing
+    // never copies what was collected.
+    entries.reserve(size_t(m_blockCount));
     qint64 offset = first;
     qint64 previous = -1;
     bool haveKey = false;

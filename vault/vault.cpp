@@ -537,9 +537,15 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
         // Categories found so far, by name in capitals: a new category is
         // only made for a name no category has, so what was found stays.
         QHash<QString, CCategory*> found;
+        // The same spelling again, the common case, is found without
+        // turning it into capitals.
+        QHash<QString, CCategory*> spelt;
         for (const ImportRow& row : rows) {
-            const QString name = row.category.toUpper();
-            CCategory* category = found.value(name);
+            CCategory* category = spelt.value(row.category);
+            const bool seen = category != nullptr;
+            const QString name = seen ? QString() : row.category.toUpper();
+            if (!seen)
+                category = found.value(name);
             if (!category)
                 category = m_categories.find(row.category);
             if (!category) {
@@ -561,7 +567,10 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
                 if (!storeCategory(*category))
                     return false;
             }
-            found.insert(name, category);
+            if (!seen) {
+                found.insert(name, category);
+                spelt.insert(row.category, category);
+            }
             const bool protect = category->isProtected && passwordSet;
             if (protect && m_locked) {
                 skips.append({row.line, tr("Its category is protected and the data is locked.")});
