@@ -129,9 +129,17 @@ void CvxListView::slotShowFilteredByCategory()
     const bool sorting = isSortingEnabled();
     setSortingEnabled(false);
     clear();
+    // Added at once: the view hears of all rows in one insertion.
+    QList<QTreeWidgetItem*> rows;
     for (CRecord* record = m_vault.records().first(); record; record = CRecords::nextOf(record)) {
         if (m_filter == -1 || record->category == m_filter)
-            new CvxListViewItem(this, record);
+            rows.append(new CvxListViewItem(this, record));
+    }
+    addTopLevelItems(rows);
+    // Too long for one column: a damaged row's first cell paints it across all.
+    for (QTreeWidgetItem* row : std::as_const(rows)) {
+        if (!static_cast<CvxListViewItem*>(row)->GetCategory())
+            row->setFirstColumnSpanned(true);
     }
 
     const CCategory* category = m_filter == -1 ? nullptr : m_vault.categories().byId(m_filter);

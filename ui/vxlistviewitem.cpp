@@ -5,29 +5,11 @@
 #include "platform/resource.h"
 #include "ui/vxlistview.h"
 
-CvxListViewItem::CvxListViewItem(QTreeWidget* list, const CRecord* record)
+CvxListViewItem::CvxListViewItem(CvxListView* view, const CRecord* record)
     : QTreeWidgetItem(Type)
+    , m_vault(&view->vault())
     , m_record(record)
 {
-    // Filled in before it joins the list, so that the view hears of the
-    // row once rather than once per cell.
-    auto* view = qobject_cast<CvxListView*>(list);
-    const CCategory* category = m_record ? GetCategory(view) : nullptr;
-    if (category) {
-        for (int column = 1; column <= 3; ++column)
-            setText(column, view->vault().text(*m_record, column - 1));
-        if (!category->icon.isEmpty())
-            setData(0, Qt::DecorationRole,
-                    Resource::loadPixmap(QStringLiteral("korel/icons.18x14/") + category->icon));
-    } else if (m_record) {
-        setText(1, QStringLiteral("-- CORRUPT RECORD --"));
-    }
-    if (!list)
-        return;
-    list->addTopLevelItem(this);
-    // Too long for one column: the row's first cell paints it across all.
-    if (m_record && !category)
-        setFirstColumnSpanned(true);
 }
 
 CvxListViewItem::~CvxListViewItem()
@@ -35,39 +17,67 @@ CvxListViewItem::~CvxListViewItem()
     m_searchKey.fill(QChar(' '));
     for (QString& key : m_keys)
         key.fill(QChar(' '));
+    for (QString& text : m_texts)
+        text.fill(QChar(' '));
+}
+
+// Texts are made when first shown or sorted by: a rebuild of many rows
+// only pays for the rows on screen and the column sorted by.
+QVariant CvxListViewItem::data(int column, int role) const
+{
+    if ((role == Qt::DisplayRole || role == Qt::EditRole) && column >= 1 && column <= 3)
+        return shownText(column);
+    if (role == Qt::DecorationRole && column == 0) {
+        const CCategory* category = GetCategory();
+        if (category && !category->icon.isEmpty())
+            return Resource::loadPixmap(QStringLiteral("korel/icons.18x14/") + category->icon);
+    }
+    return QTreeWidgetItem::data(column, role);
+}
+
+const QString& CvxListViewItem::shownText(int column) const
+{
+    const unsigned char bit = 1u << column;
+    QString& text = m_texts[column - 1];
+    if (!(m_textsMade & bit)) {
+        if (GetCategory())
+            text = m_vault->text(*m_record, column - 1);
+        else if (m_record && column == 1)
+            text = QStringLiteral("-- CORRUPT RECORD --");
+        m_textsMade |= bit;
+    }
+    return text;
 }
 
 const QString& CvxListViewItem::searchKey() const
 {
     if (!m_searchKeyMade) {
-        auto* list = qobject_cast<CvxListView*>(treeWidget());
-        if (list && m_record)
-            m_searchKey = CRecordFinder::searchKey(list->vault(), *m_record);
+        if (m_record)
+            m_searchKey = CRecordFinder::searchKey(*m_vault, *m_record);
         m_searchKeyMade = true;
     }
     return m_searchKey;
 }
 
-const CCategory* CvxListViewItem::GetCategory(CvxListView* list) const
+const CCategory* CvxListViewItem::GetCategory() const
 {
-    if (!list)
-        list = qobject_cast<CvxListView*>(treeWidget());
-    if (!m_record || !list || m_record->category < 0)
+    if (!m_record || m_record->category < 0)
         return nullptr;
-    return list->categories()->byId(m_record->category);
+    return m_vault->categories().byId(m_record->category);
 }
 
-QString CvxListViewItem::key(int column) const
+const QString& CvxListViewItem::key(int column) const
 {
+    static const QString none;
     if (column < 0 || column > 3)
-        return text(column).toUpper();
+        return none;
     const unsigned char bit = 1u << column;
     if (!(m_keysMade & bit)) {
         if (column == 0) {
             const CCategory* category = GetCategory();
             m_keys[0] = category ? category->name.toUpper() : QString();
         } else {
-            m_keys[column] = text(column).toUpper();
+            m_keys[column] = shownText(column).toUpper();
         }
         m_keysMade |= bit;
     }

@@ -6,6 +6,7 @@
 
 class CCategory;
 class CRecord;
+class CVault;
 class CvxListView;
 
 // One row of the record list. The record belongs to the collection; rows
@@ -15,17 +16,20 @@ class CvxListViewItem : public QTreeWidgetItem
 public:
     enum { Type = QTreeWidgetItem::UserType + 1 };
 
-    CvxListViewItem(QTreeWidget* list, const CRecord* record);
+    // Filled in from the view's vault; the view adds it, with the others of
+    // a rebuild at once.
+    CvxListViewItem(CvxListView* view, const CRecord* record);
     // The texts it keeps may have been deciphered.
     ~CvxListViewItem() override;
 
-    // The record's category, or null when it has none (or no list is known).
-    const CCategory* GetCategory(CvxListView* list = nullptr) const;
+    // The record's category, or null when it has none.
+    const CCategory* GetCategory() const;
     const CRecord* GetRecord() const { return m_record; }
 
     // Upper-cased so that sorting ignores case; column 0 sorts by category name.
-    QString key(int column) const;
+    const QString& key(int column) const;
     bool operator<(const QTreeWidgetItem& other) const override;
+    QVariant data(int column, int role) const override;
 
     // What Find looks for in this row (CRecordFinder::searchKey), made on
     // first use.
@@ -35,7 +39,13 @@ public:
     bool hiddenByFind = false;
 
 private:
+    // Columns 1 to 3 as shown.
+    const QString& shownText(int column) const;
+
+    const CVault* m_vault;
     const CRecord* m_record;
+    mutable QString m_texts[3];
+    mutable unsigned char m_textsMade = 0;
     // Sorting asks for each key many times; a row's texts never change.
     mutable QString m_keys[4];
     mutable unsigned char m_keysMade = 0;
