@@ -114,7 +114,7 @@ int main(int argc, char** argv)
     std::printf("records                         %d\n", list->topLevelItemCount());
     std::printf("process start to painted list   %.1f ms\n", startMs);
     std::printf("  of which: to the application  %.1f ms\n", double(appMade - started) / 1e6);
-    std::printf("            opening the file    %.1f ms   (reads every record)\n", double(fileOpen - appMade) / 1e6);
+    std::printf("            opening the file    %.1f ms   (settings and categories; records as the list asks)\n", double(fileOpen - appMade) / 1e6);
     std::printf("            the window          %.1f ms\n", double(windowMade - fileOpen) / 1e6);
     std::printf("            show and paint      %.1f ms\n", double(painted.at - windowMade) / 1e6);
     std::printf("one rebuild of the list, locked %.1f ms\n", lockedRebuild);

@@ -1,9 +1,39 @@
 #include "ui/vxlistviewitem.h"
 
+#include "crypto/wipe.h"
 #include "vault/recordfinder.h"
 #include "vault/vault.h"
 #include "platform/resource.h"
 #include "ui/vxlistview.h"
+
+namespace {
+
+// Clears a text this row made; one it shares belongs to another.
+void wipeOwn(QString& text)
+{
+    if (!text.isEmpty() && text.isDetached())
+        WipeBytes(text.data(), size_t(text.size()) * sizeof(QChar));
+}
+
+// As QString::toUpper, quicker for the plain ASCII most texts are.
+QString upperCased(const QString& text)
+{
+    const qsizetype n = text.size();
+    QString out(n, Qt::Uninitialized);
+    const char16_t* from = reinterpret_cast<const char16_t*>(text.constData());
+    char16_t* to = reinterpret_cast<char16_t*>(out.data());
+    for (qsizetype i = 0; i < n; ++i) {
+        const char16_t c = from[i];
+        if (c >= 0x80) {
+            wipeOwn(out);
+            return text.toUpper();
+        }
+        to[i] = c >= u'a' && c <= u'z' ? char16_t(c - 0x20) : c;
+    }
+    return out;
+}
+
+} // namespace
 
 CvxListViewItem::CvxListViewItem(CvxListView* view, const CRecord* record)
     : QTreeWidgetItem(Type)
@@ -14,11 +44,11 @@ CvxListViewItem::CvxListViewItem(CvxListView* view, const CRecord* record)
 
 CvxListViewItem::~CvxListViewItem()
 {
-    m_searchKey.fill(QChar(' '));
+    wipeOwn(m_searchKey);
     for (QString& key : m_keys)
-        key.fill(QChar(' '));
+        wipeOwn(key);
     for (QString& text : m_texts)
-        text.fill(QChar(' '));
+        wipeOwn(text);
 }
 
 // Texts are made when first shown or sorted by: a rebuild of many rows
@@ -75,9 +105,9 @@ const QString& CvxListViewItem::key(int column) const
     if (!(m_keysMade & bit)) {
         if (column == 0) {
             const CCategory* category = GetCategory();
-            m_keys[0] = category ? category->name.toUpper() : QString();
+            m_keys[0] = category ? upperCased(category->name) : QString();
         } else {
-            m_keys[column] = shownText(column).toUpper();
+            m_keys[column] = upperCased(shownText(column));
         }
         m_keysMade |= bit;
     }
