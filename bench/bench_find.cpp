@@ -113,7 +113,7 @@ int main(int argc, char** argv)
     // Matches many rows, then few, then none; the protected fields take
     // part only once unlocked.
     const QString typed = QStringLiteral("garden 0");
-    std::printf("records %d, typing \"%s\" and erasing it, then Escape\n", window.getListView()->topLevelItemCount(),
+    std::printf("records %d, typing \"%s\" and erasing it, then Escape\n", window.getListView()->shownRowCount(),
                 qPrintable(typed));
     print("locked", typeAndErase(window, typed));
     if (!vault.unlock(Password))

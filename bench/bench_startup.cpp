@@ -111,7 +111,7 @@ int main(int argc, char** argv)
     const double unlockedRebuild = rebuildMs();
     const long unlockedKiB = peakKiB();
 
-    std::printf("records                         %d\n", list->topLevelItemCount());
+    std::printf("records                         %d\n", list->shownRowCount());
     std::printf("process start to painted list   %.1f ms\n", startMs);
     std::printf("  of which: to the application  %.1f ms\n", double(appMade - started) / 1e6);
     std::printf("            opening the file    %.1f ms   (settings and categories; records as the list asks)\n", double(fileOpen - appMade) / 1e6);

@@ -18,7 +18,7 @@
 #include <QPointer>
 #include <QResizeEvent>
 #include <QTimer>
-#include <QTreeWidget>
+#include <QTreeView>
 #include <QtTest>
 
 #include <deque>
@@ -74,26 +74,26 @@ inline void retype(QLineEdit* edit, const QString& text)
 }
 
 // The list's row whose field 1 reads `first`, and a tap on it.
-inline QTreeWidgetItem* rowOf(const QTreeWidget& list, const QString& first)
+inline QModelIndex rowOf(const QTreeView& list, const QString& first)
 {
-    const QList<QTreeWidgetItem*> found = list.findItems(first, Qt::MatchExactly, 1);
+    const QAbstractItemModel* model = list.model();
+    const QModelIndexList found = model->match(model->index(0, 1), Qt::DisplayRole, first, 1, Qt::MatchExactly);
     if (found.isEmpty())
         qWarning("no row %s", qPrintable(first));
     return found.value(0);
 }
-inline void tapRow(QTreeWidget& list, const QString& first)
+inline void tapRow(QTreeView& list, const QString& first)
 {
-    QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, list.visualItemRect(rowOf(list, first)).center());
+    QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, list.visualRect(rowOf(list, first)).center());
 }
 
-// One column of the list's rows, top to bottom; hidden rows left out.
-inline QStringList cells(const QTreeWidget& list, int column = 1)
+// One column of the list's rows, top to bottom.
+inline QStringList cells(const QTreeView& list, int column = 1)
 {
     QStringList out;
-    for (int i = 0; i < list.topLevelItemCount(); ++i) {
-        if (!list.topLevelItem(i)->isHidden())
-            out << list.topLevelItem(i)->text(column);
-    }
+    const QAbstractItemModel* model = list.model();
+    for (int i = 0; i < model->rowCount(); ++i)
+        out << model->index(i, column).data().toString();
     return out;
 }
 

@@ -25,7 +25,7 @@ void tapHeader(CvxListView& list, int section)
 // A pixel in column 2 (left empty by the tests), without the current row's tint.
 QColor stripeAt(CvxListView& list, int y)
 {
-    list.setCurrentItem(nullptr);
+    list.setCurrentIndex(QModelIndex());
     return list.viewport()->grab().toImage().pixelColor(20 + 74 + 40, y);
 }
 
@@ -102,14 +102,14 @@ private slots:
         list.slotShowFilteredByCategory(filter);
         QStringList headers;
         for (int c = 0; c < 4; ++c)
-            headers << list.headerItem()->text(c);
+            headers << list.model()->headerData(c, Qt::Horizontal).toString();
         QTEST(headers, "headers");
         QTEST(cells(list, 1), "rows");
         // A record without its category shows nothing else, and no icon.
-        for (int i = 0; i < list.topLevelItemCount(); ++i) {
-            const QTreeWidgetItem* row = list.topLevelItem(i);
-            QCOMPARE(row->text(2), QString());
-            QCOMPARE(row->data(0, Qt::DecorationRole).isNull(), row->text(1) == Lost);
+        const QAbstractItemModel* rows = list.model();
+        for (int i = 0; i < rows->rowCount(); ++i) {
+            QCOMPARE(rows->index(i, 2).data().toString(), QString());
+            QCOMPARE(rows->index(i, 0).data(Qt::DecorationRole).isNull(), rows->index(i, 1).data() == Lost);
         }
     }
 
@@ -185,7 +185,7 @@ private slots:
 
         addMany("Computer Login", 40, "r%1");
         auto list = shownList();
-        const int h = list->visualItemRect(list->topLevelItem(0)).height();
+        const int h = list->visualRect(list->model()->index(0, 0)).height();
         QCOMPARE(stripeAt(*list, h + 1), Second);
         // A partly scrolled top row and the row below share the first colour.
         list->verticalScrollBar()->setValue(h / 2);

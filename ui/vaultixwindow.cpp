@@ -194,7 +194,7 @@ void CVaultixWindow::closeEvent(QCloseEvent* event)
 {
     m_list->clipboard()->clear();
     // The rows point into the records that closing frees.
-    m_list->clear();
+    m_list->clearRows();
     m_lockoutTimer->stop();
     m_vault.close();
     event->accept();

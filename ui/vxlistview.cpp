@@ -10,7 +10,7 @@
 #include "ui/rowcolour.h"
 #include "ui/rowmenu.h"
 #include "ui/vxlistlook.h"
-#include "ui/vxlistviewitem.h"
+#include "ui/vxlistmodel.h"
 #include "vault/recordfinder.h"
 #include "vault/vault.h"
 
@@ -30,14 +30,15 @@ constexpr int EmptyBandHeight = 16;
 } // namespace
 
 CvxListView::CvxListView(CVault& vault, QWidget* parent)
-    : QTreeWidget(parent)
+    : QTreeView(parent)
     , m_vault(vault)
+    , m_model(new CvxListModel(vault, this))
     , m_mainWindow(parent)
     , m_clipboard(new CClipboardGuard(this))
 {
     setHeader(new CListHeader(this));
-    setColumnCount(4);
-    setHeaderLabels({tr("C"), tr(" "), tr(" "), tr(" ")});
+    setModel(m_model);
+    m_model->setHeaderTexts({tr("C"), tr(" "), tr(" "), tr(" ")});
     QHeaderView* head = header();
     // Qt keeps sections wider than 20 pixels unless the minimum is lowered.
     head->setMinimumSectionSize(1);
@@ -46,8 +47,6 @@ CvxListView::CvxListView(CVault& vault, QWidget* parent)
     for (int column = 0; column < 4; ++column) {
         head->setSectionResizeMode(column, QHeaderView::Fixed);
         head->resizeSection(column, ColumnWidths[column]);
-        // A first tap on a header sorts ascending, whatever the style prefers.
-        headerItem()->setData(column, Qt::InitialSortOrderRole, Qt::AscendingOrder);
     }
     setItemDelegateForColumn(0, new CFirstCellDelegate(ColumnWidths[0], this));
 
@@ -83,7 +82,7 @@ CvxListView::CvxListView(CVault& vault, QWidget* parent)
             qOverload<int>(&CvxListView::slotShowFilteredByCategory));
     connect(this, qOverload<>(&CvxListView::signalShowFilteredByCategory), this,
             qOverload<>(&CvxListView::slotShowFilteredByCategory));
-    connect(this, &QTreeWidget::itemClicked, this, &CvxListView::slotItemClicked);
+    connect(this, &QAbstractItemView::clicked, this, &CvxListView::slotItemClicked);
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &CvxListView::slotScrollbarMoved);
     // The main window is not known here by type; connect by name when it
     // has the slots.
@@ -99,7 +98,7 @@ CvxListView::CvxListView(CVault& vault, QWidget* parent)
 CvxListView::~CvxListView()
 {
     // Rows point into the record collection: drop them first.
-    clear();
+    clearRows();
 }
 
 const CCategories* CvxListView::categories() const
@@ -112,6 +111,17 @@ const CRecords* CvxListView::records() const
     return &m_vault.records();
 }
 
+const CRecord* CvxListView::recordAt(int row) const
+{
+    return m_model->recordAt(row);
+}
+
+void CvxListView::clearRows()
+{
+    m_model->clear();
+    m_shownRows = 0;
+}
+
 // --- Rows ---------------------------------------------------------------------
 
 void CvxListView::slotShowFilteredByCategory(int id)
@@ -122,51 +132,39 @@ void CvxListView::slotShowFilteredByCategory(int id)
 
 void CvxListView::slotShowFilteredByCategory()
 {
-    const bool updates = updatesEnabled();
-    setUpdatesEnabled(false);
-    // Rows go in in collection order and are sorted once at the end, so
-    // rows with equal keys keep that order.
-    const bool sorting = isSortingEnabled();
-    setSortingEnabled(false);
-    clear();
-    // Added at once: the view hears of all rows in one insertion.
-    QList<QTreeWidgetItem*> rows;
-    for (CRecord* record = m_vault.records().first(); record; record = CRecords::nextOf(record)) {
-        if (m_filter == -1 || record->category == m_filter)
-            rows.append(new CvxListViewItem(this, record));
-    }
-    addTopLevelItems(rows);
-    // Too long for one column: a damaged row's first cell paints it across all.
-    for (QTreeWidgetItem* row : std::as_const(rows)) {
-        if (!static_cast<CvxListViewItem*>(row)->GetCategory())
-            row->setFirstColumnSpanned(true);
-    }
-
     const CCategory* category = m_filter == -1 ? nullptr : m_vault.categories().byId(m_filter);
-    const bool labelled = category != nullptr;
-    const QString plain[3] = {tr("Field 1"), tr("Field 2"), tr("Field 3")};
-    for (int column = 1; column <= 3; ++column)
-        headerItem()->setText(column, labelled ? category->labels[column - 1] : plain[column - 1]);
-    setSortingEnabled(sorting);
-    m_shownRows = topLevelItemCount();
-    applyFind();
-    setUpdatesEnabled(updates);
+    QStringList titles{tr("C"), tr("Field 1"), tr("Field 2"), tr("Field 3")};
+    if (category) {
+        for (int column = 1; column <= 3; ++column)
+            titles[column] = category->labels[column - 1];
+    }
+    m_model->setHeaderTexts(titles);
+    m_model->rebuild(m_filter);
+    rowsArranged();
 
     emit signalUpdateLockIcon();
+}
+
+void CvxListView::rowsArranged()
+{
+    // Too long for one column: a damaged row's message is painted across all.
+    for (int row : m_model->damagedRows())
+        setFirstColumnSpanned(row, QModelIndex(), true);
+    m_shownRows = m_model->rowCount();
     viewport()->update();
 }
 
-void CvxListView::slotItemClicked(QTreeWidgetItem* item, int column)
+void CvxListView::slotItemClicked(const QModelIndex& index)
 {
-    if (m_tapButton == Qt::LeftButton)
-        slotLeftButtonClicked(item, m_tapPoint, column);
+    if (m_tapButton == Qt::LeftButton && index.isValid())
+        CdlgRecordEdit::Run(this, m_model->recordAt(index.row()));
 }
 
 void CvxListView::mouseReleaseEvent(QMouseEvent* e)
 {
     m_tapPoint = e->globalPosition().toPoint();
     m_tapButton = e->button();
-    QTreeWidget::mouseReleaseEvent(e);
+    QTreeView::mouseReleaseEvent(e);
     m_tapButton = Qt::NoButton;
 }
 
@@ -174,23 +172,14 @@ void CvxListView::contextMenuEvent(QContextMenuEvent* e)
 {
     // From the keyboard: the current row, at its place on the screen.
     const bool keyboard = e->reason() == QContextMenuEvent::Keyboard;
-    QTreeWidgetItem* item = keyboard ? currentItem() : itemAt(e->pos());
-    if (!item || item->isHidden() || item->type() != CvxListViewItem::Type) {
+    const QModelIndex index = keyboard ? currentIndex() : indexAt(e->pos());
+    const CRecord* record = index.isValid() ? m_model->recordAt(index.row()) : nullptr;
+    if (!record) {
         e->ignore();
         return;
     }
-    const CRecord* record = static_cast<CvxListViewItem*>(item)->GetRecord();
-    if (!record)
-        return;
-    const QPoint at = keyboard ? viewport()->mapToGlobal(visualItemRect(item).center()) : e->globalPos();
+    const QPoint at = keyboard ? viewport()->mapToGlobal(visualRect(index).center()) : e->globalPos();
     CRowMenu::Run(this, record->key, at);
-}
-
-void CvxListView::slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint& point, int column)
-{
-    Q_UNUSED(point);
-    if (item && column != -1 && item->type() == CvxListViewItem::Type)
-        CdlgRecordEdit::Run(this, static_cast<CvxListViewItem*>(item)->GetRecord());
 }
 
 // --- Find -----------------------------------------------------------------------
@@ -200,31 +189,8 @@ void CvxListView::slotFind(const QString& text)
     if (text == m_findText)
         return;
     m_findText = text;
-    applyFind();
-}
-
-void CvxListView::applyFind()
-{
-    // Rows are hidden rather than made again: a keystroke costs one look
-    // at each row's folded texts, made once per row.
-    const CRecordFinder finder(m_findText);
-    const int rows = topLevelItemCount();
-    int shown = 0;
-    for (int row = 0; row < rows; ++row) {
-        if (topLevelItem(row)->type() != CvxListViewItem::Type) {
-            ++shown;
-            continue;
-        }
-        auto* item = static_cast<CvxListViewItem*>(topLevelItem(row));
-        const bool show = finder.isEmpty() || finder.matchesKey(item->searchKey());
-        if (item->hiddenByFind == show) {
-            setRowHidden(row, QModelIndex(), !show);
-            item->hiddenByFind = !show;
-        }
-        shown += show;
-    }
-    m_shownRows = shown;
-    viewport()->update();
+    m_model->setFindText(text);
+    rowsArranged();
 }
 
 // --- Commands -------------------------------------------------------------------
@@ -279,13 +245,9 @@ void CvxListView::slotNewRecord()
 
 int CvxListView::StripeHeight() const
 {
-    // Any shown row gives the height (they are uniform), scrolled into view
-    // or not; a hidden one has none.
+    // Any row gives the height (they are uniform), scrolled into view or not.
     if (m_shownRows > 0) {
-        QModelIndex row = indexFromItem(topLevelItem(0));
-        if (isRowHidden(0, QModelIndex()))
-            row = indexAt(QPoint(0, 0));
-        const int height = rowHeight(row);
+        const int height = rowHeight(m_model->index(0, 0));
         if (height > 0)
             return height;
     }
@@ -304,14 +266,13 @@ void CvxListView::drawRow(QPainter* painter, const QStyleOptionViewItem& option,
 {
     painter->fillRect(QRect(0, option.rect.top(), viewport()->width(), option.rect.height()),
                       StripeColour(option.rect.top()));
-    QTreeWidget::drawRow(painter, option, index);
+    QTreeView::drawRow(painter, option, index);
 }
 
 void CvxListView::paintEvent(QPaintEvent* e)
 {
-    QTreeWidget::paintEvent(e);
-    // The shown rows stand one below the other from the top, however many
-    // are hidden among them.
+    QTreeView::paintEvent(e);
+    // The rows stand one below the other from the top.
     QRect area = viewport()->rect();
     if (m_shownRows > 0)
         area.setTop(m_shownRows * StripeHeight() - verticalOffset());
@@ -339,7 +300,7 @@ void CvxListView::slotScrollbarMoved(int value)
 
 bool CvxListView::event(QEvent* e)
 {
-    const bool done = QTreeWidget::event(e);
+    const bool done = QTreeView::event(e);
     // The widget's own resize does not reach resizeEvent() when the viewport
     // keeps its size (a scroll bar taking up the change).
     if (e->type() == QEvent::Resize)
@@ -349,7 +310,7 @@ bool CvxListView::event(QEvent* e)
 
 void CvxListView::resizeEvent(QResizeEvent* e)
 {
-    QTreeWidget::resizeEvent(e);
+    QTreeView::resizeEvent(e);
     EmitResized();
 }
 

@@ -3,10 +3,12 @@
 
 #include <QPoint>
 #include <QSize>
-#include <QTreeWidget>
+#include <QTreeView>
 
 class CCategories;
 class CClipboardGuard;
+class CvxListModel;
+class CRecord;
 class CRecords;
 class CVault;
 class QContextMenuEvent;
@@ -15,7 +17,7 @@ class QResizeEvent;
 // The main screen: one row per record of the chosen category (or of all).
 // It receives every menu and tool-bar command, and rebuilds its rows
 // whenever the vault announces a change or a change of the lock.
-class CvxListView : public QTreeWidget
+class CvxListView : public QTreeView
 {
     Q_OBJECT
 
@@ -37,6 +39,10 @@ public:
     const QString& findText() const { return m_findText; }
     // How many rows the category and the find text leave.
     int shownRowCount() const { return m_shownRows; }
+    // The record shown in `row`, or null.
+    const CRecord* recordAt(int row) const;
+    // Drops every row, before the records they show go.
+    void clearRows();
 
 signals:
     // Carries the list widget's whole size, header and frame included.
@@ -56,8 +62,6 @@ public slots:
     void slotNewRecord();
     void slotShowFilteredByCategory();
     void slotShowFilteredByCategory(int id);
-    // A left tap on a row; `point` is the global position of the tap.
-    virtual void slotLeftButtonClicked(QTreeWidgetItem* item, const QPoint& point, int column);
     void slotScrollbarMoved(int value);
     void slotFind(const QString& text);
 
@@ -73,16 +77,18 @@ protected:
     void paintEmptyArea(QPainter* painter, const QRect& rect);
 
 private slots:
-    void slotItemClicked(QTreeWidgetItem* item, int column);
+    // A left tap on a row opens its record.
+    void slotItemClicked(const QModelIndex& index);
 
 private:
-    // Hides the rows that do not contain the find text, shows the others.
-    void applyFind();
+    // After the rows changed: damaged rows painted across, the count kept.
+    void rowsArranged();
     int StripeHeight() const;
     QColor StripeColour(int top) const;
     void EmitResized();
 
     CVault& m_vault;
+    CvxListModel* m_model;
     int m_filter = -1;
     QWidget* m_mainWindow;
     CClipboardGuard* m_clipboard;
