@@ -18,22 +18,23 @@ void wipeOwn(QString& text)
         WipeBytes(text.data(), size_t(text.size()) * sizeof(QChar));
 }
 
-// As QString::toUpper, quicker for the plain ASCII most texts are.
-QString upperCased(const QString& text)
+// As QString::toUpper, in place for the plain ASCII most texts are.
+QString upperCased(QString text)
 {
     const qsizetype n = text.size();
-    QString out(n, Qt::Uninitialized);
-    const char16_t* from = reinterpret_cast<const char16_t*>(text.constData());
-    char16_t* to = reinterpret_cast<char16_t*>(out.data());
+    char16_t* at = reinterpret_cast<char16_t*>(text.data());
     for (qsizetype i = 0; i < n; ++i) {
-        const char16_t c = from[i];
-        if (c >= 0x80) {
-            wipeOwn(out);
-            return text.toUpper();
+        if (at[i] >= 0x80) {
+            QString upper = text.toUpper();
+            wipeOwn(text);
+            return upper;
         }
-        to[i] = c >= u'a' && c <= u'z' ? char16_t(c - 0x20) : c;
     }
-    return out;
+    for (qsizetype i = 0; i < n; ++i) {
+        if (at[i] >= u'a' && at[i] <= u'z')
+            at[i] = char16_t(at[i] - 0x20);
+    }
+    return text;
 }
 
 } // namespace
@@ -41,10 +42,7 @@ QString upperCased(const QString& text)
 CvxListModel::Row::~Row()
 {
     wipeOwn(searchKey);
-    for (QString& k : keys)
-        wipeOwn(k);
-    for (QString& t : texts)
-        wipeOwn(t);
+    wipeOwn(key);
 }
 
 CvxListModel::CvxListModel(const CVault& vault, QObject* parent)
@@ -60,6 +58,10 @@ void CvxListModel::rebuild(int filter)
 {
     beginResetModel();
     m_rows.clear();
+    size_t count = 0;
+    for (const CRecord* r = m_vault.records().first(); r; r = CRecords::nextOf(r))
+        count += filter == -1 || r->category == filter;
+    m_rows.reserve(count);
     for (const CRecord* r = m_vault.records().first(); r; r = CRecords::nextOf(r)) {
         if (filter == -1 || r->category == filter)
             m_rows.emplace_back(r);
@@ -127,7 +129,7 @@ QVariant CvxListModel::data(const QModelIndex& index, int role) const
     const int at = m_shown[size_t(index.row())];
     const int column = index.column();
     if ((role == Qt::DisplayRole || role == Qt::EditRole) && column >= 1 && column < Columns)
-        return text(at, column);
+        return text(m_rows[size_t(at)], column);
     if (role == Qt::DecorationRole && column == 0) {
         const CCategory* category = categoryOf(m_rows[size_t(at)]);
         if (category && !category->icon.isEmpty())
@@ -183,16 +185,30 @@ void CvxListModel::relayout(bool resort)
 
 void CvxListModel::sortRows()
 {
-    const int column = m_sortColumn;
-    // Keys first, so that the comparisons only compare.
-    for (int at : m_sorted)
-        key(at, column);
+    // Sorted on a compact copy: each key's first four characters as one
+    // number, compared before the rest, and where its text lies.
+    struct Item
+    {
+        quint64 head;
+        QStringView key;
+        int at;
+    };
+    std::vector<Item> items;
+    items.reserve(m_sorted.size());
+    for (int at : m_sorted) {
+        const QString& k = key(m_rows[size_t(at)], m_sortColumn);
+        quint64 head = 0;
+        for (qsizetype i = 0; i < 4; ++i)
+            head = head << 16 | (i < k.size() ? k[i].unicode() : 0u);
+        items.push_back({head, QStringView(k), at});
+    }
+    auto less = [](const Item& a, const Item& b) { return a.head != b.head ? a.head < b.head : a.key < b.key; };
     if (m_order == Qt::AscendingOrder)
-        std::stable_sort(m_sorted.begin(), m_sorted.end(),
-                         [this, column](int a, int b) { return m_rows[size_t(a)].keys[column] < m_rows[size_t(b)].keys[column]; });
+        std::stable_sort(items.begin(), items.end(), less);
     else
-        std::stable_sort(m_sorted.begin(), m_sorted.end(),
-                         [this, column](int a, int b) { return m_rows[size_t(b)].keys[column] < m_rows[size_t(a)].keys[column]; });
+        std::stable_sort(items.begin(), items.end(), [&less](const Item& a, const Item& b) { return less(b, a); });
+    for (size_t i = 0; i < items.size(); ++i)
+        m_sorted[i] = items[i].at;
 }
 
 void CvxListModel::pickShown()
@@ -222,33 +238,25 @@ const CCategory* CvxListModel::categoryOf(const Row& row) const
     return m_vault.categories().byId(row.record->category);
 }
 
-const QString& CvxListModel::text(int at, int column) const
+QString CvxListModel::text(const Row& row, int column) const
 {
-    Row& row = m_rows[size_t(at)];
-    const unsigned char bit = 1u << column;
-    QString& t = row.texts[column - 1];
-    if (!(row.textsMade & bit)) {
-        if (categoryOf(row))
-            t = m_vault.text(*row.record, column - 1);
-        else if (column == 1)
-            t = QStringLiteral("-- CORRUPT RECORD --");
-        row.textsMade |= bit;
-    }
-    return t;
+    if (categoryOf(row))
+        return m_vault.text(*row.record, column - 1);
+    return column == 1 ? QStringLiteral("-- CORRUPT RECORD --") : QString();
 }
 
-const QString& CvxListModel::key(int at, int column) const
+const QString& CvxListModel::key(Row& row, int column) const
 {
-    Row& row = m_rows[size_t(at)];
-    const unsigned char bit = 1u << column;
-    if (!(row.keysMade & bit)) {
+    if (row.keyColumn != column) {
+        wipeOwn(row.key);
         if (column == 0) {
             const CCategory* category = categoryOf(row);
-            row.keys[0] = category ? upperCased(category->name) : QString();
+            row.key = category ? upperCased(category->name) : QString();
         } else {
-            row.keys[column] = upperCased(text(at, column));
+            QString shown = text(row, column);
+            row.key = upperCased(std::move(shown));
         }
-        row.keysMade |= bit;
+        row.keyColumn = column;
     }
-    return row.keys[column];
+    return row.key;
 }

@@ -12,9 +12,10 @@ class CRecord;
 class CVault;
 
 // The rows of the record list: one per record of the chosen category (or
-// of all) that holds the find text, in the order sorted by. A row's texts
-// are made when it is first shown, sorted by or searched, so that a list
-// of many records pays for little more than the rows on the screen.
+// of all) that holds the find text, in the order sorted by. Texts are made
+// when shown; a row keeps only its key for the column sorted by and, once
+// searched, its folded texts, so that a list of many records pays for
+// little more than the rows on the screen.
 class CvxListModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -59,18 +60,16 @@ private:
         ~Row();
 
         const CRecord* record;
-        QString texts[3];
-        QString keys[Columns];
+        QString key;
         QString searchKey;
-        unsigned char textsMade = 0;
-        unsigned char keysMade = 0;
+        int keyColumn = -1;
         bool searchKeyMade = false;
     };
 
     const CCategory* categoryOf(const Row& row) const;
-    const QString& text(int at, int column) const;
+    QString text(const Row& row, int column) const;
     // Capitals, so that sorting ignores case; column 0 is the category name.
-    const QString& key(int at, int column) const;
+    const QString& key(Row& row, int column) const;
     void sortRows();
     // Picks the shown rows from the sorted ones (sorted again first when
     // `resort`); views keep their place on the rows they had.
@@ -78,7 +77,7 @@ private:
     void pickShown();
 
     const CVault& m_vault;
-    mutable std::vector<Row> m_rows;  // in the vault's order
+    std::vector<Row> m_rows;          // in the vault's order
     std::vector<int> m_sorted;        // m_rows indexes, sorted
     std::vector<int> m_shown;         // those holding the find text
     QString m_find;
