@@ -9,7 +9,8 @@
 // A growable byte buffer for file contents, which hold records. Its memory
 // is mapped directly (large pages where the system offers them, for a whole
 // file read at once) and moved, not copied, when it grows, so no copy is left
-// behind; what it held is wiped when it shrinks and before it is unmapped.
+// behind; what it held is wiped when it shrinks. Unmapped pages go back to
+// the system, which clears them before anyone gets them again.
 class CxBytes
 {
 public:
@@ -50,13 +51,10 @@ public:
 
     void clear() { resize(0); }
 
-    // Wipes and unmaps.
     void release()
     {
-        if (m_data) {
-            std::memset(m_data, 0, size_t(m_size));
+        if (m_data)
             munmap(m_data, size_t(m_capacity));
-        }
         m_data = nullptr;
         m_size = m_capacity = 0;
     }

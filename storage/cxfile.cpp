@@ -480,24 +480,29 @@ int32_t CxFile::FirstFreeKey(int32_t from)
         return from;
     int64_t free = int64_t(from) + 1;
     const unsigned char* block = m_indexBlock;
+    int32_t at = -1; // the offset of `block`, once it is not the cursor's
     int position = m_currentEntry + 1;
     // Bounded as FindNextRecord is, so that a damaged, cyclic chain ends.
     for (int64_t steps = 0; free <= INT32_MAX;) {
         const int count = entryCount(block);
         for (; position < count && free <= INT32_MAX; ++position, ++free) {
             if (entryKey(const_cast<unsigned char*>(block), position) != free)
-                return int32_t(free);
+                break;
         }
         if (position < count)
             break;
         const int32_t next = field(block, IxNext);
         if (next < 0 || ++steps > maxBlocks() || !usable(next))
             break;
-        block = m_image.data() + next;
-        if (entryCount(block) < 1)
+        if (entryCount(m_image.data() + next) < 1)
             break;
+        block = m_image.data() + next;
+        at = next;
         position = 0;
     }
+    m_currentEntry = -1;
+    if (at >= 0 && !loadIndexBlock(at, m_indexBlock))
+        FindRecord(from);
     return int32_t(std::min<int64_t>(free, INT32_MAX));
 }
 

@@ -83,7 +83,9 @@ public:
     virtual bool AddRecord(int32_t key, const char* data, int32_t size);
     // The smallest key from `from` on that no record has: one walk along
     // the index from `from`, as FindRecord(from) and FindNextRecord would
-    // make it, without moving the cursor further than FindRecord(from).
+    // make it. The cursor is left on the index block where the walk ended,
+    // with no current record, so that finding keys near the result does not
+    // walk the index again.
     int32_t FirstFreeKey(int32_t from);
     virtual bool ReadRecordKey(int32_t& key);
     virtual bool ReadRecordSize(int32_t& size);
