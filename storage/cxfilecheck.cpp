@@ -86,17 +86,25 @@ CxFileCheck::CxFileCheck(const QByteArray& bytes, const char* signature)
 {
 }
 
-bool CxFileCheck::load(const QString& path, QString* error)
+bool CxFileImage::readInto(const QString& path, const char* signature, QByteArray& bytes, qint64& tooLarge,
+                           CxJournal::State& journal, QString* error)
 {
-    CxFileImage image = CxFileImage::read(path, m_signature.constData());
-    if (image.status == CxFileImage::Missing || image.status == CxFileImage::Unreadable) {
+    CxFileImage image = read(path, signature);
+    if (image.status == Missing || image.status == Unreadable) {
         if (error)
             *error = image.error;
         return false;
     }
-    m_bytes.swap(image.bytes);
-    m_tooLarge = image.status == CxFileImage::TooLarge ? image.size : 0;
-    m_journal = image.journal;
+    bytes.swap(image.bytes);
+    tooLarge = image.status == TooLarge ? image.size : 0;
+    journal = image.journal;
+    return true;
+}
+
+bool CxFileCheck::load(const QString& path, QString* error)
+{
+    if (!CxFileImage::readInto(path, m_signature.constData(), m_bytes, m_tooLarge, m_journal, error))
+        return false;
     const QString journal = path + QStringLiteral("-journal");
     switch (m_journal) {
     case CxJournal::Hot:

@@ -17,6 +17,10 @@ struct CxFileImage
     enum Status { Read, Missing, Unreadable, TooLarge };
 
     static CxFileImage read(const QString& path, const char* signature);
+    // read() for a reader that keeps the pieces: false, with `error` set,
+    // when the file is missing or cannot be read.
+    static bool readInto(const QString& path, const char* signature, QByteArray& bytes, qint64& tooLarge,
+                         CxJournal::State& journal, QString* error);
 
     Status status = Missing;
     QByteArray bytes;  // when Read

@@ -22,16 +22,7 @@ CxSalvage::CxSalvage(const QByteArray& bytes, const char* signature)
 
 bool CxSalvage::load(const QString& path, QString* error)
 {
-    CxFileImage image = CxFileImage::read(path, m_signature.constData());
-    if (image.status == CxFileImage::Missing || image.status == CxFileImage::Unreadable) {
-        if (error)
-            *error = image.error;
-        return false;
-    }
-    m_bytes.swap(image.bytes);
-    m_tooLarge = image.status == CxFileImage::TooLarge ? image.size : 0;
-    m_journal = image.journal;
-    return true;
+    return CxFileImage::readInto(path, m_signature.constData(), m_bytes, m_tooLarge, m_journal, error);
 }
 
 bool CxSalvage::writeFile(const QString& path, const char* signature, const std::map<qint32, QByteArray>& records,
