@@ -1,7 +1,7 @@
 #include "storage/cxsalvage.h"
 
 #include "storage/cxfile.h"
-#include "storage/cxfilecheck.h"
+#include "storage/cxfileimage.h"
 #include "storage/cxlayout.h"
 #include "storage/cxtransaction.h"
 
