@@ -193,36 +193,6 @@ int CxFile::openAs(const char* path, CxIo::Mode mode, const Inspector& inspect)
     return 0;
 }
 
-int CxFile::ReopenForWriting()
-{
-    if (!isOpen() || !m_readOnly || m_depth > 0 || m_journalState != CxJournal::Absent)
-        return -5;
-    const std::string path = m_path;
-    if (const int error = m_io->open(path.c_str(), CxIo::Mode::ReadWrite)) {
-        fail(error, path + " cannot be opened");
-        Close();
-        return -2;
-    }
-    // Compared piece by piece, so that no second copy of the file is made.
-    bool same = m_io->size() == m_image.size();
-    std::vector<unsigned char> piece(size_t(1) << 20);
-    for (int64_t at = 0; same && at < m_image.size(); at += int64_t(piece.size())) {
-        const int64_t n = std::min<int64_t>(int64_t(piece.size()), m_image.size() - at);
-        same = m_io->read(at, piece.data(), n) && std::memcmp(piece.data(), m_image.data() + at, size_t(n)) == 0;
-    }
-    std::memset(piece.data(), 0, piece.size());
-    const std::string journal = CxJournal::pathFor(m_path);
-    const int found = m_journalIo->open(journal.c_str(), CxIo::Mode::ReadOnly);
-    if (found == 0)
-        m_journalIo->close();
-    if (!same || found != ENOENT) {
-        Close();
-        return -5;
-    }
-    m_readOnly = false;
-    return 0;
-}
-
 int CxFile::Create(const char* path, unsigned blockSize, unsigned versionMajor, unsigned versionMinor)
 {
     if (isOpen())

@@ -65,11 +65,6 @@ public:
     // and nothing is ever written. A journal left by an interrupted change
     // is not played back, but the file reads as if it had been.
     int OpenReadOnly(const char* path, const Inspector& inspect = Inspector());
-    // Takes a file this object opened read-only for changes too, while it
-    // holds exactly the bytes read then and no journal lies beside it: 0,
-    // else -2 (cannot be opened for writing) or -5 (changed since, or a
-    // journal is there); the object is then closed.
-    int ReopenForWriting();
     // 0 on success, -2 when the file cannot be opened. A journal of ours
     // beside the path is removed: it cannot belong to a new file.
     virtual int Create(const char* path, unsigned blockSize, unsigned versionMajor, unsigned versionMinor);

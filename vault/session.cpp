@@ -191,8 +191,9 @@ bool CSession::open(bool acceptDamaged, QString* error)
     const bool exists = found == Sound || found == Damaged;
     const bool wanted = found == Sound || acceptDamaged;
     std::unique_ptr<CxFile> file;
-    if (exists && wanted && probed && (m_readOnly || probed->ReopenForWriting() == 0)) {
-        // What the probe read is what the file holds.
+    if (exists && wanted && probed && m_readOnly) {
+        // What the probe read is what the file holds; a change reads the
+        // file again once it holds the lock.
         file = std::move(probed);
     } else if (exists && wanted) {
         probed.reset();
