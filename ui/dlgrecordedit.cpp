@@ -7,7 +7,6 @@
 #include "ui/noteedit.h"
 #include "ui/shell.h"
 #include "ui/unlockdatabase.h"
-#include "ui/vxlistview.h"
 #include "vault/vault.h"
 
 #include <QComboBox>
@@ -39,9 +38,9 @@ QString latin1Safe(const QString& text)
 
 } // namespace
 
-CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, const CRecord* record)
-    : CQPEDialog(parent, DesignWidth, DesignHeight)
-    , m_vault(vault)
+CdlgRecordEdit::CdlgRecordEdit(const CListContext& list, const CRecord* record)
+    : CQPEDialog(list.widget, DesignWidth, DesignHeight)
+    , m_vault(list.vault)
     , m_key(record ? record->key : -1)
     , m_editing(!record)
     , m_isNew(!record)
@@ -78,7 +77,7 @@ CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, c
     m_note->setGeometry(5, 194, 185, 72);
 
     // The last category whose id matches wins; none leaves the first.
-    const int wanted = record ? record->category : categoryId;
+    const int wanted = record ? record->category : list.filter;
     int index = 0;
     int at = 0;
     for (CCategory* c = m_vault.categories().first(); c; c = CCategories::nextOf(c), ++at) {
@@ -121,8 +120,8 @@ CdlgRecordEdit::CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, c
         m_viewPalette.setColor(group, QPalette::Base, readable.color(QPalette::Disabled, QPalette::Base));
 
     // Texts copied from the record are secrets like those of the row menu.
-    if (auto* list = qobject_cast<CvxListView*>(parent)) {
-        auto* guarded = new CGuardedCopy(list->clipboard(), this);
+    if (list.clipboard) {
+        auto* guarded = new CGuardedCopy(list.clipboard, this);
         for (QLineEdit* field : m_fields)
             guarded->watch(field);
         guarded->watch(m_note);
@@ -181,37 +180,39 @@ QPushButton* CdlgRecordEdit::makeIconButton(const char* name, const QString& pic
     return button;
 }
 
-void CdlgRecordEdit::Run(CvxListView* list, const CRecord* record)
+void CdlgRecordEdit::Run(const CListContext& list, const CRecord* record)
 {
-    CdlgRecordEdit dlg(list->vault(), list, list->filter(), record);
+    CdlgRecordEdit dlg(list, record);
     dlg.exec();
 }
 
-void CdlgRecordEdit::RunEdit(CvxListView* list, int key)
+void CdlgRecordEdit::RunEdit(const CListContext& list, int key)
 {
-    CVault& vault = list->vault();
+    CVault& vault = list.vault;
     const CRecord* shown = vault.records().find(key);
-    if (shown && shown->encrypted && vault.isLocked() && !UnlockDatabase(vault, list, list, lockedEditText()))
+    if (shown && shown->encrypted && vault.isLocked()
+        && !UnlockDatabase(vault, list.widget, list.widget, lockedEditText()))
         return;
     shown = vault.records().find(key);
     if (!shown)
         return;
-    CdlgRecordEdit dlg(vault, list, list->filter(), shown);
+    CdlgRecordEdit dlg(list, shown);
     dlg.slotBtnEdit();
     dlg.exec();
 }
 
-void CdlgRecordEdit::RunDelete(CvxListView* list, int key)
+void CdlgRecordEdit::RunDelete(const CListContext& list, int key)
 {
-    CVault& vault = list->vault();
+    CVault& vault = list.vault;
     const CRecord* shown = vault.records().find(key);
-    if (!shown || !confirmDelete(list, vault, *shown))
+    if (!shown || !confirmDelete(list.widget, vault, *shown))
         return;
-    if (shown->encrypted && vault.isLocked() && !UnlockDatabase(vault, list, list, lockedDeleteText()))
+    if (shown->encrypted && vault.isLocked()
+        && !UnlockDatabase(vault, list.widget, list.widget, lockedDeleteText()))
         return;
     const CVaultResult result = vault.deleteRecord(key);
     if (!result.ok())
-        CMessageBox::critical(list, Shell::Title(), result.error());
+        CMessageBox::critical(list.widget, Shell::Title(), result.error());
 }
 
 const CRecord* CdlgRecordEdit::record() const

@@ -1,6 +1,7 @@
 #ifndef VAULTIX_UI_DLGRECORDEDIT_H
 #define VAULTIX_UI_DLGRECORDEDIT_H
 
+#include "ui/listcontext.h"
 #include "ui/qpedialog.h"
 
 #include <QPalette>
@@ -10,7 +11,6 @@ class CCategory;
 class CNoteEdit;
 class CRecord;
 class CVault;
-class CvxListView;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -28,20 +28,20 @@ public:
     static constexpr int FieldMaxLength = 64;
     static constexpr int NoteMaxLength = 256;
 
-    // A null record makes a new one; `categoryId` (the list's filter) then
-    // names the category offered first.
-    CdlgRecordEdit(CVault& vault, QWidget* parent, int categoryId, const CRecord* record);
+    // A null record makes a new one; the list's filter then names the
+    // category offered first.
+    CdlgRecordEdit(const CListContext& list, const CRecord* record);
     ~CdlgRecordEdit() override;
 
     // The list's row tap (a record) and its New command (none): runs the
     // dialog on the list's vault and filter.
-    static void Run(CvxListView* list, const CRecord* record);
+    static void Run(const CListContext& list, const CRecord* record);
     // The row menu's Edit: unlocks first when the record needs it, then
     // runs the dialog in editing.
-    static void RunEdit(CvxListView* list, int key);
+    static void RunEdit(const CListContext& list, int key);
     // The row menu's Delete: the dialog's question, unlock and message,
     // without the dialog.
-    static void RunDelete(CvxListView* list, int key);
+    static void RunDelete(const CListContext& list, int key);
 
     void UpdateFieldLabels(const CCategory* category);
     void UpdateControlState();

@@ -3,7 +3,6 @@
 #include "ui/clipboardguard.h"
 #include "ui/dlgrecordedit.h"
 #include "ui/unlockdatabase.h"
-#include "ui/vxlistview.h"
 #include "vault/preferences.h"
 #include "vault/vault.h"
 
@@ -18,15 +17,15 @@ bool holdsText(const CRecord& record, int number)
 
 } // namespace
 
-CRowMenu::CRowMenu(CvxListView* list, const CRecord& record)
-    : QMenu(list)
+CRowMenu::CRowMenu(const CListContext& list, const CRecord& record)
+    : QMenu(list.widget)
 {
     setObjectName(QStringLiteral("rowMenu"));
     addAction(tr("View"))->setData(int(View));
     addAction(tr("Edit"))->setData(int(Edit));
     addAction(tr("Delete"))->setData(int(Delete));
 
-    const CCategory* category = list->vault().categories().byId(record.category);
+    const CCategory* category = list.vault.categories().byId(record.category);
     bool separated = false;
     for (int number = 0; number < CdlgRecordEdit::FieldCount; ++number) {
         if (!holdsText(record, number))
@@ -43,11 +42,11 @@ CRowMenu::CRowMenu(CvxListView* list, const CRecord& record)
     }
 }
 
-void CRowMenu::Run(CvxListView* list, int key, const QPoint& at)
+void CRowMenu::Run(const CListContext& list, int key, const QPoint& at)
 {
     int command = 0;
     {
-        const CRecord* record = list->vault().records().find(key);
+        const CRecord* record = list.vault.records().find(key);
         if (!record)
             return;
         CRowMenu menu(list, *record);
@@ -58,7 +57,7 @@ void CRowMenu::Run(CvxListView* list, int key, const QPoint& at)
     }
     switch (command) {
     case View:
-        if (const CRecord* record = list->vault().records().find(key))
+        if (const CRecord* record = list.vault.records().find(key))
             CdlgRecordEdit::Run(list, record);
         return;
     case Edit:
@@ -73,18 +72,18 @@ void CRowMenu::Run(CvxListView* list, int key, const QPoint& at)
     }
 }
 
-void CRowMenu::Copy(CvxListView* list, int key, int number)
+void CRowMenu::Copy(const CListContext& list, int key, int number)
 {
-    CVault& vault = list->vault();
+    CVault& vault = list.vault;
     const CRecord* record = vault.records().find(key);
     if (record && number > 0 && record->encrypted && vault.isLocked()
-        && !UnlockDatabase(vault, list, list, QString()))
+        && !UnlockDatabase(vault, list.widget, list.widget, QString()))
         return;
     // Unlocking rebuilt the rows, not the records; look again all the same.
     record = vault.records().find(key);
     if (!record)
         return;
     QString text = vault.text(*record, number);
-    list->clipboard()->copy(text, CPreferences().clipboardSeconds);
+    list.clipboard->copy(text, CPreferences().clipboardSeconds);
     text.fill(QChar(' '));
 }

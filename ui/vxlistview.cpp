@@ -116,6 +116,11 @@ const CRecord* CvxListView::recordAt(int row) const
     return m_model->recordAt(row);
 }
 
+CListContext CvxListView::context()
+{
+    return {m_vault, this, m_filter, m_clipboard};
+}
+
 void CvxListView::clearRows()
 {
     m_model->clear();
@@ -157,7 +162,7 @@ void CvxListView::rowsArranged()
 void CvxListView::slotItemClicked(const QModelIndex& index)
 {
     if (m_tapButton == Qt::LeftButton && index.isValid())
-        CdlgRecordEdit::Run(this, m_model->recordAt(index.row()));
+        CdlgRecordEdit::Run(context(), m_model->recordAt(index.row()));
 }
 
 void CvxListView::mouseReleaseEvent(QMouseEvent* e)
@@ -179,7 +184,7 @@ void CvxListView::contextMenuEvent(QContextMenuEvent* e)
         return;
     }
     const QPoint at = keyboard ? viewport()->mapToGlobal(visualRect(index).center()) : e->globalPos();
-    CRowMenu::Run(this, record->key, at);
+    CRowMenu::Run(context(), record->key, at);
 }
 
 // --- Find -----------------------------------------------------------------------
@@ -238,7 +243,7 @@ void CvxListView::slotMenuAbout()
 
 void CvxListView::slotNewRecord()
 {
-    CdlgRecordEdit::Run(this, nullptr);
+    CdlgRecordEdit::Run(context(), nullptr);
 }
 
 // --- Stripes --------------------------------------------------------------------

@@ -3,6 +3,8 @@
 
 #include <QPoint>
 #include <QSize>
+#include "ui/listcontext.h"
+
 #include <QTreeView>
 
 class CCategories;
@@ -43,6 +45,8 @@ public:
     const CRecord* recordAt(int row) const;
     // Drops every row, before the records they show go.
     void clearRows();
+    // For the commands on a record given on this list.
+    CListContext context();
 
 signals:
     // Carries the list widget's whole size, header and frame included.
