@@ -1063,7 +1063,9 @@ bool CxFile::writeOut()
     if (!writable())
         return fail(EROFS, m_path + " is open for reading only");
     auto byPage = [](const Original& a, const Original& b) { return a.page < b.page; };
-    std::sort(m_touched.begin(), m_touched.end(), byPage);
+    // Usually touched in order already.
+    if (!std::is_sorted(m_touched.begin(), m_touched.end(), byPage))
+        std::sort(m_touched.begin(), m_touched.end(), byPage);
     // Blocks left alone between written ones, a few at most, go out again
     // with them (journaled like the rest), so that a change scattered over
     // the file is a few large writes rather than one per block.
@@ -1077,12 +1079,13 @@ bool CxFile::writeOut()
                 gaps.push_back(page);
         }
     }
+    const auto sorted = std::ptrdiff_t(m_touched.size());
     for (int64_t page : gaps) {
         if (!keepOriginal(page))
             return fail(ENOMEM, m_path + " cannot be written");
     }
-    if (!gaps.empty())
-        std::sort(m_touched.begin(), m_touched.end(), byPage);
+    // The gaps came in order too.
+    std::inplace_merge(m_touched.begin(), m_touched.begin() + sorted, m_touched.end(), byPage);
     // A piece reaches past the end when the file's length is not a whole
     // number of blocks; what lies past it is never written. The header is
     // always in the journal, written or not: it tells this file from
