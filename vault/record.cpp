@@ -7,16 +7,20 @@
 
 namespace {
 
-void wipe(QByteArray& bytes)
-{
-    if (!bytes.isEmpty())
-        WipeBytes(bytes.data(), size_t(bytes.size()));
-}
-
 // The cipher always works on whole 8-byte blocks.
 int roundUp8(int n)
 {
     return n <= 0 ? 0 : (n + 7) & ~7;
+}
+
+// As QString::toLatin1: one byte a character, '?' for any above Latin-1.
+void putLatin1(char* to, const QString& text)
+{
+    const QChar* from = text.constData();
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = from[i].unicode();
+        to[i] = c > 0xFF ? '?' : char(c);
+    }
 }
 
 // Zero-filled, one spare byte past the last cipher block.
@@ -90,29 +94,24 @@ void CRecord::SetDataText(const QString (&texts)[TextCount], const CCipherKey* k
     const QString& t0 = texts[0];
     FreeBuffers();
 
-    QByteArray first = t0.toLatin1();
-    firstFieldLength = int(first.size());
+    // Written straight into the record's own buffers: no other copy of
+    // the plain text is made.
+    firstFieldLength = int(t0.size());
     firstField = CWipedBuffer(size_t(firstFieldLength) + 1);
-    if (firstFieldLength > 0)
-        std::memcpy(firstField, first.constData(), size_t(firstFieldLength));
+    putLatin1(firstField, t0);
     firstField[firstFieldLength] = '\0';
-    wipe(first);
 
-    QByteArray plain[6];
     int total = 0;
     for (int i = 0; i < 6; ++i) {
-        plain[i] = texts[i + 1].toLatin1();
-        fieldLength[i] = int(plain[i].size());
+        fieldLength[i] = int(texts[i + 1].size());
         total += fieldLength[i];
     }
     fieldDataLength = roundUp8(total);
     fieldData = allocFieldData(fieldDataLength);
     int at = 0;
-    for (QByteArray& bytes : plain) {
-        if (!bytes.isEmpty())
-            std::memcpy(fieldData + at, bytes.constData(), size_t(bytes.size()));
-        at += int(bytes.size());
-        wipe(bytes);
+    for (int i = 0; i < 6; ++i) {
+        putLatin1(fieldData + at, texts[i + 1]);
+        at += fieldLength[i];
     }
     if (encrypted && key)
         key->encrypt(fieldData, fieldDataLength);
