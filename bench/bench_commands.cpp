@@ -53,9 +53,12 @@ double run(const Command& c)
 {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, c.input.empty() ? "/dev/null" : c.input.c_str(), O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    if (posix_spawn_file_actions_addopen(&actions, 0, c.input.empty() ? "/dev/null" : c.input.c_str(), O_RDONLY, 0)
+        || posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0)
+        || posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0)) {
+        posix_spawn_file_actions_destroy(&actions);
+        return -1;
+    }
     std::vector<char*> argv;
     for (const std::string& a : c.argv)
         argv.push_back(const_cast<char*>(a.c_str()));

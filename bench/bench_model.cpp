@@ -41,7 +41,11 @@ bool prepare(const QString& path, int count)
             QString(), QString(), QStringLiteral("A note of a typical length for record %1.").arg(i)};
         r.SetDataText(texts, &key);
         const QByteArray bytes = r.Encode();
-        file.AddRecord(1001 + i, bytes.constData(), int32_t(bytes.size()));
+        if (!file.AddRecord(1001 + i, bytes.constData(), int32_t(bytes.size()))) {
+            file.AbortTransaction();
+            file.CommitTransaction();
+            return false;
+        }
     }
     return file.CommitTransaction();
 }

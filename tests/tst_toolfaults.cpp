@@ -34,8 +34,9 @@ class TestToolFaults : public QObject
         const QString folder = m_dir.filePath(QString("run%1").arg(++n));
         QDir().mkpath(folder);
         QFile f(folder + "/Vaultix.Dat");
-        f.open(QIODevice::WriteOnly);
-        f.write(bytes.isEmpty() ? m_base : bytes);
+        const QByteArray content = bytes.isEmpty() ? m_base : bytes;
+        if (!f.open(QIODevice::WriteOnly) || f.write(content) != content.size())
+            qFatal("cannot write %s", qPrintable(f.fileName()));
         f.close();
         f.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
         return f.fileName();
@@ -68,7 +69,7 @@ private slots:
         m_csv = m_dir.filePath("one.csv");
         QFile csv(m_csv);
         QVERIFY(csv.open(QIODevice::WriteOnly));
-        csv.write("Shop,login,pw\n");
+        QCOMPARE(csv.write("Shop,login,pw\n"), qint64(14));
         csv.close();
         const QString made = m_dir.filePath("base/Vaultix.Dat");
         QDir().mkpath(m_dir.filePath("base"));
