@@ -2,15 +2,16 @@
 #define VAULTIX_CRYPTO_WIPE_H
 
 #include <cstddef>
+#include <cstring>
 #include <utility>
 
-// Clears plaintext before its memory is released. The volatile pointer keeps
-// the compiler from dropping the stores as dead.
+// Clears plaintext before its memory is released. explicit_bzero is a
+// memset that the compiler may not drop as dead; a byte-at-a-time volatile
+// loop was a tenth of an import's time.
 inline void WipeBytes(void* p, std::size_t n)
 {
-    volatile unsigned char* v = static_cast<volatile unsigned char*>(p);
-    while (n--)
-        *v++ = 0;
+    if (n)
+        explicit_bzero(p, n);
 }
 
 // A zero-filled heap buffer for plaintext and keys, cleared before its
