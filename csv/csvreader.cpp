@@ -134,17 +134,34 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
         }
         return e != 0;
     };
+    // Passes over ordinary characters up to `stop` or a line end, the
+    // common run of a value, and says where it stopped.
+    auto run = [&](int at, char16_t stop) {
+        const int begin = at;
+        for (; at < n; ++at) {
+            const char16_t c = m_data[at];
+            if (c == stop || c == u'\n' || c == u'\r')
+                break;
+            if ((c < 0x20 || c == 0x7F) && s.bad < 0 && !IsText(c))
+                s.bad = c;
+        }
+        if (out)
+            std::copy(m_data + begin, m_data + at, reinterpret_cast<char16_t*>(out) + s.length);
+        s.length += at - begin;
+        return at;
+    };
     while (pos < n && IsBlank(m_data[pos]))
         ++pos;
     if (pos < n && m_data[pos] == u'"') {
         ++pos;
-        const bool closed = closedFrom(pos);
-        for (; pos < n; ++pos) {
-            const char16_t c = m_data[pos];
-            if (c == u'"') {
+        s.from = pos;
+        while ((pos = run(pos, u'"')) < n) {
+            if (m_data[pos] == u'"') {
                 if (pos + 1 < n && m_data[pos + 1] == u'"') {
-                    put(c);
-                    ++pos;
+                    // One quote for two: the value no longer stands as written.
+                    s.from = -1;
+                    put(u'"');
+                    pos += 2;
                     continue;
                 }
                 // Closed: only blanks may stand before the comma; anything
@@ -158,32 +175,29 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
                 s.end = pos < n && m_data[pos] == u',' ? pos + 1 : pos;
                 return s;
             }
-            const int e = LineEnd(m_data, n, pos);
-            if (e && !closed) {
+            // Every quote so far came in pairs, so whether one closes this
+            // value can be asked from here.
+            if (!closedFrom(pos)) {
                 endsLine(pos);
                 return s;
             }
-            if (e) {
-                // Kept as written, so that what an export wrote reads back
-                // the same.
-                for (int i = 0; i < e; ++i)
-                    put(m_data[pos + i]);
-                ++s.lines;
-                pos += e - 1;
-                continue;
-            }
-            put(c);
+            // Kept as written, so that what an export wrote reads back the
+            // same.
+            const int e = LineEnd(m_data, n, pos);
+            for (int i = 0; i < e; ++i)
+                put(m_data[pos + i]);
+            ++s.lines;
+            pos += e;
         }
     } else {
-        for (; pos < n; ++pos) {
-            const char16_t c = m_data[pos];
-            if (c == u',') {
+        s.from = pos;
+        pos = run(pos, u',');
+        if (pos < n) {
+            if (m_data[pos] == u',')
                 s.end = pos + 1;
-                return s;
-            }
-            if (endsLine(pos))
-                return s;
-            put(c);
+            else
+                endsLine(pos);
+            return s;
         }
     }
     s.end = n;
@@ -215,6 +229,8 @@ bool CCsvReader::next(CCsvRow& row)
         if (kept && s.bad >= 0) {
             badColumn = i;
             badChar = s.bad;
+        } else if (kept && s.length > 0 && s.from >= 0) {
+            row.values[i] = QString(reinterpret_cast<const QChar*>(m_data + s.from), s.length);
         } else if (kept && s.length > 0) {
             QString& value = row.values[i];
             value.resize(s.length);

@@ -68,6 +68,7 @@ private:
         int lines = 0;  // line ends crossed
         int length = 0; // characters of the value
         int bad = -1;   // the first character that is not text
+        int from = -1;  // where the value stands as written, when it does
         bool rowEnds = false;
     };
     Scan scanValue(int pos, QChar* out);
