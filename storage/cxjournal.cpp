@@ -8,6 +8,10 @@
 #include <cstring>
 #include <ctime>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace {
 
 constexpr char Magic[16] = "VaultixJournal2";
@@ -27,9 +31,12 @@ constexpr int64_t Sector = 512;
 // Nothing the engine writes comes near this; a larger claim is garbage.
 constexpr int64_t MaxJournal = int64_t(1) << 31;
 
-// CRC-32 (the zlib polynomial), eight bytes a step: a journal covers
-// every byte a change writes, megabytes for a password change.
-uint32_t crc32(const unsigned char* at, size_t length)
+// CRC-32 (the zlib polynomial). A journal covers every byte a change
+// writes, megabytes for a password change, so this runs on the processor's
+// carry-less multiply where it has one (64 bytes folded a step) and eight
+// bytes a step from tables elsewhere. Both take and give the running value,
+// before its final inversion.
+uint32_t crc32Tables(uint32_t c, const unsigned char* at, size_t length)
 {
     static const auto tables = [] {
         std::vector<std::array<uint32_t, 256>> t(8);
@@ -45,7 +52,6 @@ uint32_t crc32(const unsigned char* at, size_t length)
         }
         return t;
     }();
-    uint32_t c = 0xFFFFFFFFu;
     while (length >= 8) {
         const uint32_t one = uint32_t(GetLE32(at)) ^ c;
         const uint32_t two = uint32_t(GetLE32(at + 4));
@@ -57,7 +63,70 @@ uint32_t crc32(const unsigned char* at, size_t length)
     }
     for (; length > 0; --length, ++at)
         c = tables[0][(c ^ *at) & 0xFF] ^ (c >> 8);
-    return c ^ 0xFFFFFFFFu;
+    return c;
+}
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define VX_CRC_FOLDING 1
+// Folding by carry-less multiplication, then a Barrett reduction; the
+// constants are powers of x modulo the bit-reflected polynomial. `length`
+// is at least 64 and a multiple of 16.
+#define VX_FOLDING_TARGET __attribute__((target("pclmul,sse4.1")))
+
+VX_FOLDING_TARGET inline __m128i load(const unsigned char* p)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+VX_FOLDING_TARGET inline __m128i fold(__m128i x, __m128i k, __m128i next)
+{
+    return _mm_xor_si128(_mm_xor_si128(_mm_clmulepi64_si128(x, k, 0x11), _mm_clmulepi64_si128(x, k, 0x00)), next);
+}
+
+VX_FOLDING_TARGET uint32_t crc32Folding(uint32_t c, const unsigned char* at, size_t length)
+{
+    const __m128i k1k2 = _mm_set_epi64x(0x01c6e41596, 0x0154442bd4);
+    const __m128i k3k4 = _mm_set_epi64x(0x00ccaa009e, 0x01751997d0);
+    const __m128i k5 = _mm_set_epi64x(0, 0x0163cd6124);
+    const __m128i poly = _mm_set_epi64x(0x01f7011641, 0x01db710641);
+    __m128i x1 = _mm_xor_si128(load(at), _mm_cvtsi32_si128(int(c)));
+    __m128i x2 = load(at + 16), x3 = load(at + 32), x4 = load(at + 48);
+    at += 64;
+    length -= 64;
+    for (; length >= 64; at += 64, length -= 64) {
+        x1 = fold(x1, k1k2, load(at));
+        x2 = fold(x2, k1k2, load(at + 16));
+        x3 = fold(x3, k1k2, load(at + 32));
+        x4 = fold(x4, k1k2, load(at + 48));
+    }
+    x1 = fold(x1, k3k4, x2);
+    x1 = fold(x1, k3k4, x3);
+    x1 = fold(x1, k3k4, x4);
+    for (; length >= 16; at += 16, length -= 16)
+        x1 = fold(x1, k3k4, load(at));
+    // 128 bits to 64, then Barrett to 32.
+    const __m128i low32 = _mm_setr_epi32(-1, 0, -1, 0);
+    x1 = _mm_xor_si128(_mm_srli_si128(x1, 8), _mm_clmulepi64_si128(x1, k3k4, 0x10));
+    x1 = _mm_xor_si128(_mm_clmulepi64_si128(_mm_and_si128(x1, low32), k5, 0x00), _mm_srli_si128(x1, 4));
+    __m128i x2b = _mm_clmulepi64_si128(_mm_and_si128(x1, low32), poly, 0x10);
+    x2b = _mm_clmulepi64_si128(_mm_and_si128(x2b, low32), poly, 0x00);
+    return uint32_t(_mm_extract_epi32(_mm_xor_si128(x1, x2b), 1));
+}
+#endif
+
+uint32_t crc32(const unsigned char* at, size_t length)
+{
+    uint32_t c = 0xFFFFFFFFu;
+#ifdef VX_CRC_FOLDING
+    static const bool folding = __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse4.1");
+    if (folding && length >= 64) {
+        const size_t whole = length & ~size_t(15);
+        c = crc32Folding(c, at, whole);
+        at += whole;
+        length -= whole;
+    }
+#endif
+    return crc32Tables(c, at, length) ^ 0xFFFFFFFFu;
 }
 
 void put64(unsigned char* at, int64_t value)
