@@ -1063,9 +1063,23 @@ bool CxFile::writeOut()
     if (!writable())
         return fail(EROFS, m_path + " is open for reading only");
     auto byPage = [](const Original& a, const Original& b) { return a.page < b.page; };
-    // Usually touched in order already.
-    if (!std::is_sorted(m_touched.begin(), m_touched.end(), byPage))
+    // Usually touched in order already. Many pieces out of order (a
+    // password change) are put in order by walking the page flags, which
+    // is linear where a sort of scattered pages is not.
+    if (!std::is_sorted(m_touched.begin(), m_touched.end(), byPage) && m_touched.size() <= 64) {
         std::sort(m_touched.begin(), m_touched.end(), byPage);
+    } else if (!std::is_sorted(m_touched.begin(), m_touched.end(), byPage)) {
+        std::vector<uint32_t> slot(m_isTouched.size());
+        for (size_t k = 0; k < m_touched.size(); ++k)
+            slot[pageIndex(m_touched[k].page)] = uint32_t(k);
+        std::vector<Original> ordered;
+        ordered.reserve(m_touched.size());
+        for (size_t i = 0; i < m_isTouched.size(); ++i) {
+            if (m_isTouched[i])
+                ordered.push_back(m_touched[slot[i]]);
+        }
+        m_touched.swap(ordered);
+    }
     // Blocks left alone between written ones, a few at most, go out again
     // with them (journaled like the rest), so that a change scattered over
     // the file is a few large writes rather than one per block.
