@@ -29,60 +29,108 @@ inline uint32_t F(const BLOWFISH_CTX* ctx, uint32_t x)
 }
 
 // Two rounds a step, the halves trading places by name instead of by copy.
-inline void EncryptBlock(const BLOWFISH_CTX* ctx, uint32_t& xl, uint32_t& xr)
+// `Lanes` blocks go through each round together: a block's rounds wait on
+// one another, several blocks' do not, so the processor overlaps them.
+template <int Lanes>
+inline void EncryptBlocks(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
-    uint32_t L = xl;
-    uint32_t R = xr;
+    uint32_t L[Lanes], R[Lanes];
+    for (int k = 0; k < Lanes; ++k) {
+        L[k] = xl[k];
+        R[k] = xr[k];
+    }
+#pragma GCC unroll 8
     for (int i = 0; i < N; i += 2) {
-        L ^= ctx->P[i];
-        R ^= F(ctx, L);
-        R ^= ctx->P[i + 1];
-        L ^= F(ctx, R);
+#pragma GCC unroll 8
+        for (int k = 0; k < Lanes; ++k) {
+            L[k] ^= ctx->P[i];
+            R[k] ^= F(ctx, L[k]) ^ ctx->P[i + 1];
+            L[k] ^= F(ctx, R[k]);
+        }
     }
-    xl = R ^ ctx->P[N + 1];
-    xr = L ^ ctx->P[N];
+    for (int k = 0; k < Lanes; ++k) {
+        xl[k] = R[k] ^ ctx->P[N + 1];
+        xr[k] = L[k] ^ ctx->P[N];
+    }
 }
 
-inline void DecryptBlock(const BLOWFISH_CTX* ctx, uint32_t& xl, uint32_t& xr)
+template <int Lanes>
+inline void DecryptBlocks(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
-    uint32_t L = xl;
-    uint32_t R = xr;
-    for (int i = N + 1; i > 1; i -= 2) {
-        L ^= ctx->P[i];
-        R ^= F(ctx, L);
-        R ^= ctx->P[i - 1];
-        L ^= F(ctx, R);
+    uint32_t L[Lanes], R[Lanes];
+    for (int k = 0; k < Lanes; ++k) {
+        L[k] = xl[k];
+        R[k] = xr[k];
     }
-    xl = R ^ ctx->P[0];
-    xr = L ^ ctx->P[1];
+#pragma GCC unroll 8
+    for (int i = N + 1; i > 1; i -= 2) {
+#pragma GCC unroll 8
+        for (int k = 0; k < Lanes; ++k) {
+            L[k] ^= ctx->P[i];
+            R[k] ^= F(ctx, L[k]) ^ ctx->P[i - 1];
+            L[k] ^= F(ctx, R[k]);
+        }
+    }
+    for (int k = 0; k < Lanes; ++k) {
+        xl[k] = R[k] ^ ctx->P[0];
+        xr[k] = L[k] ^ ctx->P[1];
+    }
 }
 
-template <void (*Cipher)(const BLOWFISH_CTX*, uint32_t&, uint32_t&)>
+template <int Lanes, void (*Cipher)(const BLOWFISH_CTX*, uint32_t*, uint32_t*)>
+long long CipherBlocks(const BLOWFISH_CTX* ctx, char* data, long long offset, long long len)
+{
+    for (; offset + 8 * Lanes <= len; offset += 8 * Lanes) {
+        uint32_t xl[Lanes], xr[Lanes];
+        for (int k = 0; k < Lanes; ++k) {
+            xl[k] = LoadLE(data + offset + 8 * k);
+            xr[k] = LoadLE(data + offset + 8 * k + 4);
+        }
+        Cipher(ctx, xl, xr);
+        for (int k = 0; k < Lanes; ++k) {
+            StoreLE(data + offset + 8 * k, xl[k]);
+            StoreLE(data + offset + 8 * k + 4, xr[k]);
+        }
+    }
+    return offset;
+}
+
+template <template <int> class Direction>
 void CipherBuffer(const BLOWFISH_CTX* ctx, char* data, int len)
 {
-    if (!ctx || !data)
+    if (!ctx || !data || len <= 0)
         return;
-    // A wider offset keeps a length near INT_MAX from overflowing the loop.
-    for (long long offset = 0; offset < len; offset += 8) {
-        char* block = data + offset;
-        uint32_t xl = LoadLE(block);
-        uint32_t xr = LoadLE(block + 4);
-        Cipher(ctx, xl, xr);
-        StoreLE(block, xl);
-        StoreLE(block + 4, xr);
-    }
+    // A length that is no whole number of blocks still has its last,
+    // partial block ciphered in place, as one whole block.
+    const long long whole = (static_cast<long long>(len) + 7) / 8 * 8;
+    long long offset = CipherBlocks<8, Direction<8>::run>(ctx, data, 0, whole);
+    offset = CipherBlocks<4, Direction<4>::run>(ctx, data, offset, whole);
+    offset = CipherBlocks<2, Direction<2>::run>(ctx, data, offset, whole);
+    CipherBlocks<1, Direction<1>::run>(ctx, data, offset, whole);
 }
+
+template <int Lanes>
+struct Encrypting
+{
+    static void run(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr) { EncryptBlocks<Lanes>(ctx, xl, xr); }
+};
+
+template <int Lanes>
+struct Decrypting
+{
+    static void run(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr) { DecryptBlocks<Lanes>(ctx, xl, xr); }
+};
 
 } // namespace
 
 void Blowfish_Encrypt(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
-    EncryptBlock(ctx, *xl, *xr);
+    EncryptBlocks<1>(ctx, xl, xr);
 }
 
 void Blowfish_Decrypt(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
-    DecryptBlock(ctx, *xl, *xr);
+    DecryptBlocks<1>(ctx, xl, xr);
 }
 
 void Blowfish_Init(BLOWFISH_CTX* ctx, const unsigned char* key, int keyLen)
@@ -133,10 +181,10 @@ void bf_setPwd(BLOWFISH_CTX* ctx, const char* key, int len)
 
 void bf_encrypt(const BLOWFISH_CTX* ctx, char* data, int len)
 {
-    CipherBuffer<EncryptBlock>(ctx, data, len);
+    CipherBuffer<Encrypting>(ctx, data, len);
 }
 
 void bf_decrypt(const BLOWFISH_CTX* ctx, char* data, int len)
 {
-    CipherBuffer<DecryptBlock>(ctx, data, len);
+    CipherBuffer<Decrypting>(ctx, data, len);
 }
