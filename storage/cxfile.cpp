@@ -1115,7 +1115,6 @@ bool CxFile::writeOut()
     }
 
     const std::string path = CxJournal::pathFor(m_path);
-    std::vector<unsigned char> journal = CxJournal::encode(journalId(), m_originalSize, m_fileSize, pieces);
     int error = m_journalIo->open(path.c_str(), CxIo::Mode::CreateNew);
     if (error == EEXIST) {
         // Left by a change that never touched the file, or played back
@@ -1130,11 +1129,11 @@ bool CxFile::writeOut()
         }
     }
     bool created = error == 0;
-    bool ok = created && m_journalIo->write(0, journal.data(), int64_t(journal.size())) && m_journalIo->sync();
+    bool ok = created && CxJournal::write(*m_journalIo, journalId(), m_originalSize, m_fileSize, pieces)
+              && m_journalIo->sync();
     if (created && !ok)
         error = m_journalIo->lastError();
     m_journalIo->close();
-    std::memset(journal.data(), 0, journal.size());
     if (!ok) {
         // The file is untouched; a journal we made but could not finish
         // would only be found torn, or fitting the untouched file.

@@ -114,9 +114,9 @@ VX_FOLDING_TARGET uint32_t crc32Folding(uint32_t c, const unsigned char* at, siz
 }
 #endif
 
-uint32_t crc32(const unsigned char* at, size_t length)
+// Goes on from the running value `c` (0xFFFFFFFF at the start).
+uint32_t crc32Update(uint32_t c, const unsigned char* at, size_t length)
 {
-    uint32_t c = 0xFFFFFFFFu;
 #ifdef VX_CRC_FOLDING
     static const bool folding = __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse4.1");
     if (folding && length >= 64) {
@@ -126,7 +126,12 @@ uint32_t crc32(const unsigned char* at, size_t length)
         length -= whole;
     }
 #endif
-    return crc32Tables(c, at, length) ^ 0xFFFFFFFFu;
+    return crc32Tables(c, at, length);
+}
+
+uint32_t crc32(const unsigned char* at, size_t length)
+{
+    return crc32Update(0xFFFFFFFFu, at, length) ^ 0xFFFFFFFFu;
 }
 
 void put64(unsigned char* at, int64_t value)
@@ -253,11 +258,9 @@ std::vector<unsigned char> CxJournal::encode(const CxJournalId& id) const
     return out;
 }
 
-std::vector<unsigned char> CxJournal::encode(const CxJournalId& id, int64_t originalLength, int64_t finalLength,
-                                             const std::vector<Piece>& pieces)
+bool CxJournal::write(CxIo& io, const CxJournalId& id, int64_t originalLength, int64_t finalLength,
+                      const std::vector<Piece>& pieces)
 {
-    // Sized first, so that no copy of original bytes is left behind by a
-    // growing buffer.
     size_t body = 0;
     int32_t count = 0;
     for (const Piece& p : pieces) {
@@ -266,20 +269,44 @@ std::vector<unsigned char> CxJournal::encode(const CxJournalId& id, int64_t orig
             ++count;
         });
     }
-    std::vector<unsigned char> out = head(id, originalLength, finalLength, body);
+    std::vector<unsigned char> top = head(id, originalLength, finalLength, 0);
+    PutLE32(top.data() + JrCount, count);
+    put64(top.data() + JrTotal, int64_t(top.size() + body));
+    uint32_t c = crc32Update(0xFFFFFFFFu, top.data() + JrCount, top.size() - JrCount);
+
+    // The entries go out a megabyte at a time through one buffer, rather
+    // than as one copy of everything the change overwrites; the head,
+    // which holds the checksum of them all, goes last.
+    constexpr size_t Chunk = size_t(1) << 20;
+    std::vector<unsigned char> chunk;
+    chunk.reserve(Chunk + EntryHead + size_t(Sector));
+    int64_t at = int64_t(top.size());
+    bool ok = true;
+    auto flush = [&] {
+        c = crc32Update(c, chunk.data(), chunk.size());
+        ok = ok && io.write(at, chunk.data(), int64_t(chunk.size()));
+        at += int64_t(chunk.size());
+        wipe(chunk);
+        chunk.clear();
+    };
     for (const Piece& p : pieces) {
-        forEachEntry(p.offset, p.length, originalLength, [&](int64_t at, int64_t done, int64_t n, bool kept) {
+        forEachEntry(p.offset, p.length, originalLength, [&](int64_t offset, int64_t done, int64_t n, bool kept) {
+            if (!ok)
+                return;
             unsigned char entry[EntryHead];
-            put64(entry, at);
+            put64(entry, offset);
             PutLE32(entry + 8, int32_t(n));
             PutLE32(entry + 12, int32_t(crc32(p.after + done, size_t(n))));
-            append(out, entry, sizeof entry);
+            append(chunk, entry, sizeof entry);
             if (kept)
-                append(out, p.before + done, size_t(n));
+                append(chunk, p.before + done, size_t(n));
+            if (chunk.size() >= Chunk)
+                flush();
         });
     }
-    seal(out, count);
-    return out;
+    flush();
+    PutLE32(top.data() + JrChecksum, int32_t(c ^ 0xFFFFFFFFu));
+    return ok && io.write(0, top.data(), int64_t(top.size()));
 }
 
 CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJournalId& id, CxIo& data)

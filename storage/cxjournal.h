@@ -90,10 +90,11 @@ public:
     void add(int64_t offset, const unsigned char* before, const unsigned char* after, int64_t length);
     void setFinalLength(int64_t length) { m_finalLength = length; }
     std::vector<unsigned char> encode(const CxJournalId& id) const;
-    // The same bytes as add() for each piece, in ascending order of offset,
-    // and encode() would give, made in one go without keeping the pieces.
-    static std::vector<unsigned char> encode(const CxJournalId& id, int64_t originalLength, int64_t finalLength,
-                                             const std::vector<Piece>& pieces);
+    // Writes through `io` the bytes that add() for each piece, in ascending
+    // order of offset, and encode() would give, without keeping the pieces
+    // or making them one copy. Does not sync.
+    static bool write(CxIo& io, const CxJournalId& id, int64_t originalLength, int64_t finalLength,
+                      const std::vector<Piece>& pieces);
 
     // Reads the journal at `path` for the open data file `data` known as
     // `id`. Absent when there is no such file.

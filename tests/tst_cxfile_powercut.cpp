@@ -412,12 +412,13 @@ private slots:
         const QByteArray before = disk.files.at(DataName).platter;
 
         // The power goes out once the new bytes are on the platter, or, for
-        // a torn journal, while the journal's one write is torn.
+        // a torn journal, while the journal's first write (its entries) is
+        // torn.
         const bool tear = change == "half" || change == "sector";
         Disk hot;
         disk.beforeSync = [&]() {
             const bool journalPending = disk.files.count(JournalName) && !disk.files.at(JournalName).pending.isEmpty();
-            if (tear && journalPending && disk.pendingCount() == 1)
+            if (tear && journalPending && disk.pendingCount() == disk.files.at(JournalName).pending.size())
                 hot = disk.afterCut(~0u, 0, change == "half" ? Disk::Tear::SecondHalf : Disk::Tear::MiddleSector);
             if (!tear && disk.files.count(JournalName) && disk.files.at(DataName).pending.size() > 0)
                 hot = disk.afterCut(~0u);
