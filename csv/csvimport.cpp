@@ -35,6 +35,10 @@ CVaultResult ImportCSVBytes(const QByteArray& bytes, CVault& vault, int* added, 
     rows.reserve(qsizetype(std::count(bytes.cbegin(), bytes.cend(), '\n')) + 1);
     QVector<CVault::ImportSkip> skips;
     CCsvRow row;
+    // The texts point into the reader's text, which outlives the import;
+    // the category, which the vault may keep as a name, is a copy of its
+    // own, shared with the row before when spelt the same.
+    QString category;
     while (reader.next(row)) {
         if (row.skipped()) {
             skips.append({row.line, row.reason});
@@ -42,7 +46,10 @@ CVaultResult ImportCSVBytes(const QByteArray& bytes, CVault& vault, int* added, 
         }
         CVault::ImportRow imported;
         imported.line = row.line;
-        imported.category = row.values[0].left(limits[0]);
+        const QStringView spelt = QStringView(row.values[0]).left(limits[0]);
+        if (spelt != category)
+            category = spelt.toString();
+        imported.category = category;
         for (int i = 0; i < CVault::TextCount; ++i)
             imported.texts[i] = row.values[i + 1].left(limits[i + 1]);
         rows.append(std::move(imported));

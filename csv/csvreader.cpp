@@ -230,7 +230,7 @@ bool CCsvReader::next(CCsvRow& row)
             badColumn = i;
             badChar = s.bad;
         } else if (kept && s.length > 0 && s.from >= 0) {
-            row.values[i] = QString(reinterpret_cast<const QChar*>(m_data + s.from), s.length);
+            row.values[i] = QString::fromRawData(reinterpret_cast<const QChar*>(m_data + s.from), s.length);
         } else if (kept && s.length > 0) {
             QString& value = row.values[i];
             value.resize(s.length);

@@ -59,6 +59,8 @@ public:
     static QString decode(const QByteArray& bytes);
 
     // The next row into `row` (wiped first); false at the end of the text.
+    // A value that stands in the text as written is not copied but points
+    // into the reader's text: it stays valid while the reader lives.
     bool next(CCsvRow& row);
 
 private:

@@ -127,12 +127,16 @@ void CRecord::DecryptRecord(const CCipherKey& key)
     key.decrypt(fieldData, fieldDataLength);
 }
 
-QByteArray CRecord::Encode() const
+int CRecord::EncodedSize() const
+{
+    return HeadSize + (firstField ? qMax(0, firstFieldLength) : 0) + (fieldData ? qMax(0, fieldDataLength) : 0);
+}
+
+void CRecord::EncodeTo(char* p) const
 {
     const int first = firstField ? qMax(0, firstFieldLength) : 0;
     const int data = fieldData ? qMax(0, fieldDataLength) : 0;
-    QByteArray out(HeadSize + first + data, '\0');
-    char* p = out.data();
+    std::memset(p, 0, HeadSize);
     PutLE32(p + OffCategory, category);
     for (int i = 0; i < 6; ++i)
         PutLE32(p + OffLengths + 4 * i, fieldLength[i]);
@@ -142,6 +146,12 @@ QByteArray CRecord::Encode() const
         std::memcpy(p + HeadSize, firstField, size_t(first));
     if (data > 0)
         std::memcpy(p + HeadSize + first, fieldData, size_t(data));
+}
+
+QByteArray CRecord::Encode() const
+{
+    QByteArray out(EncodedSize(), Qt::Uninitialized);
+    EncodeTo(out.data());
     return out;
 }
 

@@ -43,6 +43,10 @@ public:
 
     // The stored form, and back from `size` bytes of a possibly damaged record.
     QByteArray Encode() const;
+    // The stored form's length, and the stored form written to `out`,
+    // which holds at least that many bytes.
+    int EncodedSize() const;
+    void EncodeTo(char* out) const;
     void Decode(const char* data, int size);
 
 private:

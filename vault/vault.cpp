@@ -1,5 +1,6 @@
 #include "vault/vault.h"
 
+#include "crypto/wipe.h"
 #include "storage/cxfile.h"
 #include "storage/readcurrent.h"
 #include "vault/defaultdb.h"
@@ -540,6 +541,8 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
         // The same spelling again, the common case, is found without
         // turning it into capitals.
         QHash<QString, CCategory*> spelt;
+        CRecord scratch;
+        CWipedBuffer encoded;
         for (const ImportRow& row : rows) {
             CCategory* category = spelt.value(row.category);
             const bool seen = category != nullptr;
@@ -576,20 +579,24 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
                 skips.append({row.line, tr("Its category is protected and the data is locked.")});
                 continue;
             }
-            auto record = std::make_unique<CRecord>();
-            record->category = category->id;
-            record->encrypted = protect;
-            record->SetDataText(row.texts, protect ? &m_key : nullptr);
-            QByteArray bytes = record->Encode();
+            // Records not read yet will be read with this one among them;
+            // until then one record and one buffer serve every row.
+            std::unique_ptr<CRecord> kept = m_recordsRead ? std::make_unique<CRecord>() : nullptr;
+            CRecord& record = kept ? *kept : scratch;
+            record.category = category->id;
+            record.encrypted = protect;
+            record.SetDataText(row.texts, protect ? &m_key : nullptr);
+            const int size = record.EncodedSize();
+            if (encoded.size() < size_t(size))
+                encoded = CWipedBuffer(size_t(size) * 2);
+            record.EncodeTo(encoded);
             nextKey = freeRecordKey(nextKey);
-            const bool stored = m_file->AddRecord(nextKey, bytes.constData(), int32_t(bytes.size()));
-            wipe(bytes);
-            if (!stored)
+            if (!m_file->AddRecord(nextKey, encoded, size))
                 return false;
-            record->key = nextKey;
-            // Records not read yet will be read with this one among them.
-            if (m_recordsRead)
-                m_records.Append(record.release());
+            if (kept) {
+                kept->key = nextKey;
+                m_records.Append(kept.release());
+            }
             // Rows are only added, so every key below stays in use: the
             // next search goes on from here instead of from the start.
             ++nextKey;
