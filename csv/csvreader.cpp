@@ -2,8 +2,6 @@
 
 #include "crypto/wipe.h"
 
-#include <QStringDecoder>
-
 #include <algorithm>
 
 namespace {
@@ -36,29 +34,6 @@ int LineEnd(const char16_t* text, int size, int pos)
     return pos + 1 < size && text[pos + 1] == u'\n' ? 2 : 1;
 }
 
-// One '?' for every character above Latin-1, a surrogate pair included; a
-// leading byte-order mark dropped.
-QString ToLatin1Range(const QString& text)
-{
-    const int n = int(text.size());
-    QString out(n, Qt::Uninitialized);
-    const QChar* from = text.constData();
-    QChar* to = out.data();
-    int length = 0;
-    for (int i = n > 0 && from[0].unicode() == 0xFEFF ? 1 : 0; i < n; ++i) {
-        const char16_t c = from[i].unicode();
-        if (c <= 0xFF) {
-            to[length++] = QChar(c);
-            continue;
-        }
-        if (QChar::isHighSurrogate(c) && i + 1 < n && from[i + 1].isLowSurrogate())
-            ++i;
-        to[length++] = QChar(u'?');
-    }
-    out.truncate(length);
-    return out;
-}
-
 } // namespace
 
 void CCsvRow::wipe()
@@ -82,14 +57,51 @@ CCsvReader::~CCsvReader()
 
 QString CCsvReader::decode(const QByteArray& bytes)
 {
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = utf8.decode(bytes);
-    if (utf8.hasError()) {
-        WipeText(text);
-        return QString::fromLatin1(bytes);
+    // UTF-8 read straight into Latin-1 range characters, one pass and one
+    // copy of the text: an import file may be megabytes of secrets.
+    const auto* b = reinterpret_cast<const unsigned char*>(bytes.constData());
+    const qsizetype n = bytes.size();
+    QString out(n, Qt::Uninitialized);
+    char16_t* to = reinterpret_cast<char16_t*>(out.data());
+    qsizetype length = 0;
+    qsizetype i = n >= 3 && b[0] == 0xEF && b[1] == 0xBB && b[2] == 0xBF ? 3 : 0;
+    while (i < n) {
+        const unsigned c = b[i];
+        if (c < 0x80) {
+            to[length++] = char16_t(c);
+            ++i;
+            continue;
+        }
+        // The shortest form only, and no surrogates, as RFC 3629 has it.
+        int extra = 0;
+        unsigned code = 0, low = 0x80, high = 0xBF;
+        if (c >= 0xC2 && c <= 0xDF) {
+            extra = 1;
+            code = c & 0x1F;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            extra = 2;
+            code = c & 0x0F;
+            low = c == 0xE0 ? 0xA0 : low;
+            high = c == 0xED ? 0x9F : high;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            extra = 3;
+            code = c & 0x07;
+            low = c == 0xF0 ? 0x90 : low;
+            high = c == 0xF4 ? 0x8F : high;
+        }
+        bool valid = extra > 0 && n - i > extra && b[i + 1] >= low && b[i + 1] <= high;
+        for (int k = 1; valid && k <= extra; ++k) {
+            valid = (b[i + k] & 0xC0) == 0x80;
+            code = code << 6 | (b[i + k] & 0x3F);
+        }
+        if (!valid) {
+            WipeBytes(out.data(), size_t(n) * sizeof(QChar));
+            return QString::fromLatin1(bytes);
+        }
+        to[length++] = code <= 0xFF ? char16_t(code) : u'?';
+        i += extra + 1;
     }
-    QString out = ToLatin1Range(text);
-    WipeText(text);
+    out.truncate(length);
     return out;
 }
 
