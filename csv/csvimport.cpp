@@ -30,39 +30,36 @@ CVaultResult ImportCSVBytes(const QByteArray& bytes, CVault& vault, int* added, 
     const int limits[CCsvRow::ValueCount] = {CsvLimits::Category, CsvLimits::Field, CsvLimits::Field,
                                              CsvLimits::Field,    CsvLimits::Field, CsvLimits::Field,
                                              CsvLimits::Field,    CsvLimits::Note};
-    QVector<CVault::ImportRow> rows;
-    // A row a line is the common case.
-    rows.reserve(qsizetype(std::count(bytes.cbegin(), bytes.cend(), '\n')) + 1);
     QVector<CVault::ImportSkip> skips;
     CCsvRow row;
     // The texts point into the reader's text, which outlives the import;
     // the category, which the vault may keep as a name, is a copy of its
     // own, shared with the row before when spelt the same.
     QString category;
-    while (reader.next(row)) {
-        if (row.skipped()) {
-            skips.append({row.line, row.reason});
-            continue;
+    const CVault::RowSource next = [&](CVault::ImportRow& imported) {
+        // Let go of the row before, so that the reader wipes what only it
+        // holds then.
+        imported = CVault::ImportRow();
+        while (reader.next(row)) {
+            if (row.skipped()) {
+                skips.append({row.line, row.reason});
+                continue;
+            }
+            imported.line = row.line;
+            const QStringView spelt = QStringView(row.values[0]).left(limits[0]);
+            if (spelt != category)
+                category = spelt.toString();
+            imported.category = category;
+            for (int i = 0; i < CVault::TextCount; ++i)
+                imported.texts[i] = row.values[i + 1].left(limits[i + 1]);
+            return true;
         }
-        CVault::ImportRow imported;
-        imported.line = row.line;
-        const QStringView spelt = QStringView(row.values[0]).left(limits[0]);
-        if (spelt != category)
-            category = spelt.toString();
-        imported.category = category;
-        for (int i = 0; i < CVault::TextCount; ++i)
-            imported.texts[i] = row.values[i + 1].left(limits[i + 1]);
-        rows.append(std::move(imported));
-    }
-    row.wipe();
-
+        return false;
+    };
     const QStringList icons = vault.settings().iconNames;
     QVector<CVault::ImportSkip> refused;
-    const CVaultResult result = vault.importRows(rows, icons.isEmpty() ? QString() : icons.first(), added, &refused);
-    for (CVault::ImportRow& r : rows) {
-        for (QString& t : r.texts)
-            WipeCSVText(t);
-    }
+    const CVaultResult result = vault.importRows(next, icons.isEmpty() ? QString() : icons.first(), added, &refused);
+    row.wipe();
     if (result.ok() && skipped) {
         skips += refused;
         std::stable_sort(skips.begin(), skips.end(),

@@ -528,6 +528,18 @@ CVaultResult CVault::saveSettings(const CvxConfig& settings)
 CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& icon, int* added,
                                 QVector<ImportSkip>* skipped)
 {
+    qsizetype at = 0;
+    const RowSource next = [&](ImportRow& row) {
+        if (at >= rows.size())
+            return false;
+        row = rows[at++];
+        return true;
+    };
+    return importRows(next, icon, added, skipped);
+}
+
+CVaultResult CVault::importRows(const RowSource& next, const QString& icon, int* added, QVector<ImportSkip>* skipped)
+{
     if (added)
         *added = 0;
     const bool passwordSet = hasPassword();
@@ -543,7 +555,8 @@ CVaultResult CVault::importRows(const QVector<ImportRow>& rows, const QString& i
         QHash<QString, CCategory*> spelt;
         CRecord scratch;
         CWipedBuffer encoded;
-        for (const ImportRow& row : rows) {
+        ImportRow row;
+        while (next(row)) {
             CCategory* category = spelt.value(row.category);
             const bool seen = category != nullptr;
             const QString name = seen ? QString() : row.category.toUpper();

@@ -113,6 +113,11 @@ public:
     // (no category id left) are skipped and listed; `added` gets the count.
     [[nodiscard]] CVaultResult importRows(const QVector<ImportRow>& rows, const QString& icon, int* added,
                                           QVector<ImportSkip>* skipped);
+    // The same for rows handed over one at a time by `next` (false when
+    // there are none left), so that they need not all be held at once.
+    using RowSource = std::function<bool(ImportRow& row)>;
+    [[nodiscard]] CVaultResult importRows(const RowSource& next, const QString& icon, int* added,
+                                          QVector<ImportSkip>* skipped);
 
 signals:
     // The categories or records changed (also after a failed change, when
