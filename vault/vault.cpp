@@ -328,18 +328,8 @@ CVaultResult CVault::changePassword(const QString& oldPassword, const QString& n
     const bool willEncrypt = settings.hasPassword();
 
     const CVaultResult result = change(what, [&](QString*) {
-        for (CRecord* r = loadedRecords().first(); r; r = CRecords::nextOf(r)) {
-            const CCategory* c = m_categories.GetCategory(r->category);
-            if (!c || !c->isProtected)
-                continue;
-            if (r->encrypted)
-                r->DecryptRecord(oldKey);
-            if (willEncrypt)
-                r->EncryptRecord(newKey);
-            r->encrypted = willEncrypt;
-            if (!storeRecord(*r, false))
-                return false;
-        }
+        if (!recipherRecords(oldKey, newKey, willEncrypt))
+            return false;
         // The same password again leaves the settings as they are.
         char before[CvxConfig::StoredSize];
         char after[CvxConfig::StoredSize];
@@ -353,6 +343,55 @@ CVaultResult CVault::changePassword(const QString& oldPassword, const QString& n
     if (result.ok())
         m_key = std::move(newKey);
     return result;
+}
+
+bool CVault::recipherRecords(const CCipherKey& oldKey, const CCipherKey& newKey, bool willEncrypt)
+{
+    if (m_recordsRead) {
+        for (CRecord* r = m_records.first(); r; r = CRecords::nextOf(r)) {
+            const CCategory* c = m_categories.GetCategory(r->category);
+            if (!c || !c->isProtected)
+                continue;
+            if (r->encrypted)
+                r->DecryptRecord(oldKey);
+            if (willEncrypt)
+                r->EncryptRecord(newKey);
+            r->encrypted = willEncrypt;
+            if (!storeRecord(*r, false))
+                return false;
+        }
+        return true;
+    }
+    // Records not read yet are changed as the file holds them, in the
+    // order it holds them, through one record and one buffer: none is
+    // kept, and they are read later as changed. What loading would pass
+    // over (a record that cannot be read) is passed over here too.
+    const bool encrypted = m_settings.hasPassword();
+    CRecord record;
+    QByteArray buffer;
+    CWipedBuffer encoded;
+    bool ok = true;
+    if (m_file->FindRecord(KeyPlan::RecordMarker)) {
+        while (ok && m_file->FindNextRecord()) {
+            if (!ReadCurrentRecord(*m_file, buffer))
+                continue;
+            record.Decode(buffer.constData(), int(buffer.size()));
+            const CCategory* c = m_categories.GetCategory(record.category);
+            if (!c || !c->isProtected)
+                continue;
+            if (encrypted)
+                record.DecryptRecord(oldKey);
+            if (willEncrypt)
+                record.EncryptRecord(newKey);
+            const int size = record.EncodedSize();
+            if (encoded.size() < size_t(size))
+                encoded = CWipedBuffer(size_t(size) * 2);
+            record.EncodeTo(encoded);
+            ok = m_file->UpdateRecord(encoded, size);
+        }
+    }
+    wipe(buffer);
+    return ok;
 }
 
 // --- Records ----------------------------------------------------------------------------

@@ -128,6 +128,10 @@ signals:
 
 private:
     bool load(QString* error);
+    // Deciphers the protected records with `oldKey` (when they are
+    // enciphered) and stores them enciphered with `newKey` (when
+    // `willEncrypt`), within the open change.
+    bool recipherRecords(const CCipherKey& oldKey, const CCipherKey& newKey, bool willEncrypt);
     void readCollections();
     CRecords& loadedRecords() const;
     CVaultResult change(const QString& what, const std::function<bool(QString*)>& body);
