@@ -138,6 +138,9 @@ bool CxFileCheck::checkHeader()
 void CxFileCheck::computeGrid()
 {
     const qint64 bs = m_blockSize;
+    m_blockShift = 0;
+    while ((qint64(1) << m_blockShift) < bs)
+        ++m_blockShift;
     // Create does not truncate: a file made over an older, longer one keeps
     // the old bytes and appends its blocks behind them, so its blocks sit at
     // the old length plus whole blocks. The file's length then still lies on
@@ -184,7 +187,7 @@ QString CxFileCheck::text(const From& from)
 
 bool CxFileCheck::blockAt(qint64 offset, const From& from)
 {
-    if (offset >= HeaderSize && offset + m_blockSize <= m_size && (offset - m_base) % m_blockSize == 0)
+    if (offset >= HeaderSize && offset + m_blockSize <= m_size && ((offset - m_base) & (m_blockSize - 1)) == 0)
         return true;
     if (offset < 0)
         problem(QString("%1 is %2, which is no offset (only -1, for none, is negative)").arg(text(from)).arg(offset));

@@ -64,7 +64,9 @@ private:
     void computeGrid();
     static QString text(const From& from);
     bool blockAt(qint64 offset, const From& from);
-    Owner& ownerOf(qint64 offset) { return m_owners[size_t((offset - m_firstBlock) / m_blockSize)]; }
+    // Block sizes are powers of two: shifts and masks, not divisions, on a
+    // walk that visits every block.
+    Owner& ownerOf(qint64 offset) { return m_owners[size_t((offset - m_firstBlock) >> m_blockShift)]; }
     bool claim(qint64 offset, Use use, qint32 key, const From& from);
     static QString describe(const Owner& owner);
     qint32 word(qint64 offset) const
@@ -90,6 +92,7 @@ private:
 
     qint64 m_size = 0;
     qint32 m_blockSize = 0;
+    int m_blockShift = 0;
     qint64 m_base = 0;
     qint64 m_firstBlock = 0;
     // By block, from the first one on.
