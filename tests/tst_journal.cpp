@@ -70,6 +70,32 @@ class TestJournal : public QObject
     }
 
 private slots:
+    // The checksum is CRC-32 (the zlib polynomial) of all that follows it,
+    // whichever way it is computed: journals outlive the program that
+    // wrote them. Lengths around the 64-byte steps of the fast path.
+    void checksumIsCrc32()
+    {
+        for (const int length : {1, 15, 48, 63, 64, 65, 200, 4099}) {
+            QByteArray before(length, 'b'), after(length, 'a');
+            for (int i = 0; i < length; ++i)
+                after[i] = char(i * 7 + 3);
+            CxJournal journal;
+            journal.clear(length);
+            journal.add(0, reinterpret_cast<const unsigned char*>(before.constData()),
+                        reinterpret_cast<const unsigned char*>(after.constData()), length);
+            CxJournalId id;
+            id.name = "data";
+            const std::vector<unsigned char> raw = journal.encode(id);
+            quint32 c = 0xFFFFFFFFu;
+            for (size_t i = 20; i < raw.size(); ++i) {
+                c ^= raw[i];
+                for (int k = 0; k < 8; ++k)
+                    c = c & 1 ? 0xEDB88320u ^ (c >> 1) : c >> 1;
+            }
+            QCOMPARE(qFromLittleEndian<quint32>(raw.data() + 16), ~c);
+        }
+    }
+
     // What lies at the journal's path: a whole journal, one cut short, one
     // written for other contents than the file holds, or something that
     // Vaultix could not have made there. Only the first is played back;
