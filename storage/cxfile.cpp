@@ -1066,9 +1066,10 @@ bool CxFile::writeOut()
     // Usually touched in order already. Many pieces out of order (a
     // password change) are put in order by walking the page flags, which
     // is linear where a sort of scattered pages is not.
-    if (!std::is_sorted(m_touched.begin(), m_touched.end(), byPage) && m_touched.size() <= 64) {
+    const bool inOrder = std::is_sorted(m_touched.begin(), m_touched.end(), byPage);
+    if (!inOrder && m_touched.size() <= 64) {
         std::sort(m_touched.begin(), m_touched.end(), byPage);
-    } else if (!std::is_sorted(m_touched.begin(), m_touched.end(), byPage)) {
+    } else if (!inOrder) {
         std::vector<uint32_t> slot(m_isTouched.size());
         for (size_t k = 0; k < m_touched.size(); ++k)
             slot[pageIndex(m_touched[k].page)] = uint32_t(k);
