@@ -175,8 +175,10 @@ CCsvReader::Scan CCsvReader::scanValue(int pos, QChar* out)
             const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_data + at));
             const __m128i special = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, stops), _mm_cmpeq_epi16(v, del)),
                                                  _mm_cmplt_epi16(v, space));
-            if (_mm_movemask_epi8(special) != 0)
+            if (const int found = _mm_movemask_epi8(special)) {
+                at += __builtin_ctz(unsigned(found)) / 2;
                 break;
+            }
         }
 #endif
         for (; at < n; ++at) {
