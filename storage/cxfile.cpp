@@ -856,6 +856,12 @@ void CxFile::WriteHeader()
 {
     if (!writable())
         return;
+    // Within a change the header goes into the copy once, when it commits,
+    // however often the change moves the index or the free list.
+    if (m_depth > 0) {
+        m_headerDirty = true;
+        return;
+    }
     unsigned char raw[HeaderSize];
     encodeHeader(m_header, raw);
     put(0, raw, HeaderSize);
@@ -1004,6 +1010,12 @@ bool CxFile::CommitTransaction()
 {
     if (m_depth == 0)
         return false;
+    if (m_depth == 1 && m_headerDirty) {
+        m_headerDirty = false;
+        unsigned char raw[HeaderSize];
+        encodeHeader(m_header, raw);
+        put(0, raw, HeaderSize);
+    }
     if (--m_depth > 0)
         return !m_failed;
     if (m_failed && m_error == 0)
@@ -1197,6 +1209,7 @@ void CxFile::forgetChange()
         m_image.resize(m_originalSize);
     m_fileSize = m_originalSize;
     m_currentEntry = -1;
+    m_headerDirty = false;
     unsigned char raw[HeaderSize];
     if (isOpen() && readRaw(0, raw, HeaderSize))
         decodeHeader(raw, m_header);

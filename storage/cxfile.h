@@ -209,6 +209,7 @@ private:
         int64_t kept; // bytes kept: the part within the original length
     };
     int m_depth = 0;
+    bool m_headerDirty = false; // m_header changed within the open change
     int64_t m_originalSize = 0;
     bool m_failed = false;
     bool m_stuck = false;
