@@ -28,12 +28,14 @@ inline uint32_t F(const BLOWFISH_CTX* ctx, uint32_t x)
     return ((ctx->S[0][x >> 24] + ctx->S[1][(x >> 16) & 0xFF]) ^ ctx->S[2][(x >> 8) & 0xFF]) + ctx->S[3][x & 0xFF];
 }
 
-// Two rounds a step, the halves trading places by name instead of by copy.
-// `Lanes` blocks go through each round together: a block's rounds wait on
-// one another, several blocks' do not, so the processor overlaps them.
-template <int Lanes>
-inline void EncryptBlocks(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
+// Two rounds a step, the halves trading places by name instead of by copy;
+// deciphering takes the subkeys in the other order. `Lanes` blocks go
+// through each round together: a block's rounds wait on one another,
+// several blocks' do not, so the processor overlaps them.
+template <bool Decrypt, int Lanes>
+inline void CipherLanes(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
+    auto key = [ctx](int i) { return ctx->P[Decrypt ? N + 1 - i : i]; };
     uint32_t L[Lanes], R[Lanes];
     for (int k = 0; k < Lanes; ++k) {
         L[k] = xl[k];
@@ -43,41 +45,18 @@ inline void EncryptBlocks(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
     for (int i = 0; i < N; i += 2) {
 #pragma GCC unroll 8
         for (int k = 0; k < Lanes; ++k) {
-            L[k] ^= ctx->P[i];
-            R[k] ^= F(ctx, L[k]) ^ ctx->P[i + 1];
+            L[k] ^= key(i);
+            R[k] ^= F(ctx, L[k]) ^ key(i + 1);
             L[k] ^= F(ctx, R[k]);
         }
     }
     for (int k = 0; k < Lanes; ++k) {
-        xl[k] = R[k] ^ ctx->P[N + 1];
-        xr[k] = L[k] ^ ctx->P[N];
+        xl[k] = R[k] ^ key(N + 1);
+        xr[k] = L[k] ^ key(N);
     }
 }
 
-template <int Lanes>
-inline void DecryptBlocks(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
-{
-    uint32_t L[Lanes], R[Lanes];
-    for (int k = 0; k < Lanes; ++k) {
-        L[k] = xl[k];
-        R[k] = xr[k];
-    }
-#pragma GCC unroll 8
-    for (int i = N + 1; i > 1; i -= 2) {
-#pragma GCC unroll 8
-        for (int k = 0; k < Lanes; ++k) {
-            L[k] ^= ctx->P[i];
-            R[k] ^= F(ctx, L[k]) ^ ctx->P[i - 1];
-            L[k] ^= F(ctx, R[k]);
-        }
-    }
-    for (int k = 0; k < Lanes; ++k) {
-        xl[k] = R[k] ^ ctx->P[0];
-        xr[k] = L[k] ^ ctx->P[1];
-    }
-}
-
-template <int Lanes, void (*Cipher)(const BLOWFISH_CTX*, uint32_t*, uint32_t*)>
+template <bool Decrypt, int Lanes>
 long long CipherBlocks(const BLOWFISH_CTX* ctx, char* data, long long offset, long long len)
 {
     for (; offset + 8 * Lanes <= len; offset += 8 * Lanes) {
@@ -86,7 +65,7 @@ long long CipherBlocks(const BLOWFISH_CTX* ctx, char* data, long long offset, lo
             xl[k] = LoadLE(data + offset + 8 * k);
             xr[k] = LoadLE(data + offset + 8 * k + 4);
         }
-        Cipher(ctx, xl, xr);
+        CipherLanes<Decrypt, Lanes>(ctx, xl, xr);
         for (int k = 0; k < Lanes; ++k) {
             StoreLE(data + offset + 8 * k, xl[k]);
             StoreLE(data + offset + 8 * k + 4, xr[k]);
@@ -95,7 +74,7 @@ long long CipherBlocks(const BLOWFISH_CTX* ctx, char* data, long long offset, lo
     return offset;
 }
 
-template <template <int> class Direction>
+template <bool Decrypt>
 void CipherBuffer(const BLOWFISH_CTX* ctx, char* data, int len)
 {
     if (!ctx || !data || len <= 0)
@@ -103,34 +82,22 @@ void CipherBuffer(const BLOWFISH_CTX* ctx, char* data, int len)
     // A length that is no whole number of blocks still has its last,
     // partial block ciphered in place, as one whole block.
     const long long whole = (static_cast<long long>(len) + 7) / 8 * 8;
-    long long offset = CipherBlocks<8, Direction<8>::run>(ctx, data, 0, whole);
-    offset = CipherBlocks<4, Direction<4>::run>(ctx, data, offset, whole);
-    offset = CipherBlocks<2, Direction<2>::run>(ctx, data, offset, whole);
-    CipherBlocks<1, Direction<1>::run>(ctx, data, offset, whole);
+    long long offset = CipherBlocks<Decrypt, 8>(ctx, data, 0, whole);
+    offset = CipherBlocks<Decrypt, 4>(ctx, data, offset, whole);
+    offset = CipherBlocks<Decrypt, 2>(ctx, data, offset, whole);
+    CipherBlocks<Decrypt, 1>(ctx, data, offset, whole);
 }
-
-template <int Lanes>
-struct Encrypting
-{
-    static void run(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr) { EncryptBlocks<Lanes>(ctx, xl, xr); }
-};
-
-template <int Lanes>
-struct Decrypting
-{
-    static void run(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr) { DecryptBlocks<Lanes>(ctx, xl, xr); }
-};
 
 } // namespace
 
 void Blowfish_Encrypt(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
-    EncryptBlocks<1>(ctx, xl, xr);
+    CipherLanes<false, 1>(ctx, xl, xr);
 }
 
 void Blowfish_Decrypt(const BLOWFISH_CTX* ctx, uint32_t* xl, uint32_t* xr)
 {
-    DecryptBlocks<1>(ctx, xl, xr);
+    CipherLanes<true, 1>(ctx, xl, xr);
 }
 
 void Blowfish_Init(BLOWFISH_CTX* ctx, const unsigned char* key, int keyLen)
@@ -181,10 +148,10 @@ void bf_setPwd(BLOWFISH_CTX* ctx, const char* key, int len)
 
 void bf_encrypt(const BLOWFISH_CTX* ctx, char* data, int len)
 {
-    CipherBuffer<Encrypting>(ctx, data, len);
+    CipherBuffer<false>(ctx, data, len);
 }
 
 void bf_decrypt(const BLOWFISH_CTX* ctx, char* data, int len)
 {
-    CipherBuffer<Decrypting>(ctx, data, len);
+    CipherBuffer<true>(ctx, data, len);
 }
