@@ -272,18 +272,24 @@ bool CxJournal::write(CxIo& io, const CxJournalId& id, int64_t originalLength, i
     std::vector<unsigned char> top = head(id, originalLength, finalLength, 0);
     PutLE32(top.data() + JrCount, count);
     put64(top.data() + JrTotal, int64_t(top.size() + body));
-    uint32_t c = crc32Update(0xFFFFFFFFu, top.data() + JrCount, top.size() - JrCount);
 
-    // The entries go out a megabyte at a time through one buffer, rather
-    // than as one copy of everything the change overwrites; the head,
-    // which holds the checksum of them all, goes last.
+    // The journal goes out a megabyte at a time through one buffer, rather
+    // than as one copy of everything the change overwrites. The head holds
+    // the checksum of all that follows it: a journal that fits the buffer
+    // is one write; a longer one has its head written again at the end.
     constexpr size_t Chunk = size_t(1) << 20;
     std::vector<unsigned char> chunk;
-    chunk.reserve(Chunk + EntryHead + size_t(Sector));
-    int64_t at = int64_t(top.size());
+    chunk.reserve(std::min(top.size() + body, Chunk) + EntryHead + size_t(Sector));
+    append(chunk, top.data(), top.size());
+    uint32_t c = 0xFFFFFFFFu;
+    size_t covered = JrCount; // where the chunk's part of the checksum starts
+    int64_t at = 0;
     bool ok = true;
-    auto flush = [&] {
-        c = crc32Update(c, chunk.data(), chunk.size());
+    auto flush = [&](bool last) {
+        c = crc32Update(c, chunk.data() + covered, chunk.size() - covered);
+        covered = 0;
+        if (last && at == 0)
+            PutLE32(chunk.data() + JrChecksum, int32_t(c ^ 0xFFFFFFFFu));
         ok = ok && io.write(at, chunk.data(), int64_t(chunk.size()));
         at += int64_t(chunk.size());
         wipe(chunk);
@@ -301,12 +307,16 @@ bool CxJournal::write(CxIo& io, const CxJournalId& id, int64_t originalLength, i
             if (kept)
                 append(chunk, p.before + done, size_t(n));
             if (chunk.size() >= Chunk)
-                flush();
+                flush(false);
         });
     }
-    flush();
+    const bool whole = at == 0;
+    if (!chunk.empty())
+        flush(true);
+    if (whole || !ok)
+        return ok;
     PutLE32(top.data() + JrChecksum, int32_t(c ^ 0xFFFFFFFFu));
-    return ok && io.write(0, top.data(), int64_t(top.size()));
+    return io.write(0, top.data(), int64_t(top.size()));
 }
 
 CxJournal::State CxJournal::load(CxIo& io, const std::string& path, const CxJournalId& id, CxIo& data)

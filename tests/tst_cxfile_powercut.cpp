@@ -412,8 +412,8 @@ private slots:
         const QByteArray before = disk.files.at(DataName).platter;
 
         // The power goes out once the new bytes are on the platter, or, for
-        // a torn journal, while the journal's first write (its entries) is
-        // torn.
+        // a torn journal, while the journal's first write (all of it, or
+        // its first megabyte) is torn.
         const bool tear = change == "half" || change == "sector";
         Disk hot;
         disk.beforeSync = [&]() {
